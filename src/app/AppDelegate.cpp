@@ -1,0 +1,111 @@
+#include "app/AppDelegate.h"
+
+#include "app/HostLog.h"
+#include "platform/Weakly.h"
+
+namespace quorvex {
+namespace {
+
+constexpr const char* kSinkQueueLabel = "com.tessaly.quorvexcamera.sink";
+
+}  // namespace
+
+AppDelegate::AppDelegate(Platform desktop, ServiceEndpoints service)
+    : platform(std::move(desktop)),
+      endpoints(std::move(service)),
+      frameProducer(std::make_shared<FrameProducer>(FrameProducer::Dependencies{
+          platform.cmio, platform.mainQueue, platform.makeSerialQueue(kSinkQueueLabel),
+          platform.clock, platform.systemLog})),
+      model(platform.defaults),
+      signaling(std::make_shared<SignalingClient>(
+          SignalingClient::Dependencies{platform.mainQueue, platform.http, platform.webSockets,
+                                        platform.defaults, endpoints})),
+      webrtc(std::make_shared<WebRTCClient>(platform.rtcEngine, platform.mainQueue)) {}
+
+bool AppDelegate::isSet(const char* variable) const {
+  return platform.environment(variable) == "1";
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+  pipeline = makePipeline();
+  buildStatusMenu("Starting…");
+  const bool relaunched = isSet("RC_RELAUNCHED");
+  const bool forced = isSet("RC_FORCE_ACTIVATE") && !relaunched;
+  signaling->setDelegate(pipeline);
+  webrtc->setDelegate(pipeline);
+  wireWebRTC();
+  wireFrameProducer(relaunched);
+  pipeline->startFrameWatchdog();
+  wireModelActions();
+  model.mouthMask = true;
+  model.enhance = platform.defaults.boolean("rc.enhance");
+  if (forced) {
+    hostLog("RC_FORCE_ACTIVATE → requesting replace activation up front");
+    return activate("Updating extension…");
+  }
+  frameProducer->start();
+  buildStatusMenu("Connecting to virtual camera…");
+}
+
+std::shared_ptr<Pipeline> AppDelegate::makePipeline() {
+  Pipeline::Callbacks wiring;
+  wiring.buildStatusMenu = weakly(
+      this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
+  // The face library, the swap controls and the diagnostic upload join here.
+  wiring.faceConfig = [] { return std::optional<Json>(); };
+  wiring.syncPausedToServer = [] {};
+  wiring.sendDiagnosticReport = [](const auto&, const auto&, const auto&) {};
+  return Pipeline::create({platform.mainQueue, platform.clock, platform.http, endpoints, model,
+                           signaling, webrtc},
+                          std::move(wiring));
+}
+
+void AppDelegate::wireFrameProducer(bool relaunched) {
+  frameProducer->onDeviceMissing =
+      weakly(this, [relaunched](AppDelegate& self) { self.handleDeviceMissing(relaunched); });
+  frameProducer->onSinkReady =
+      weakly(this, [](AppDelegate& self) { self.pipeline->startPipeline(); });
+  frameProducer->onSinkWedged =
+      weakly(this, [](AppDelegate& self) { self.pipeline->sinkWedged(); });
+}
+
+void AppDelegate::wireWebRTC() {
+  webrtc->onRemoteFrame = weakly(this, [](AppDelegate& self, const PixelBufferRef& frame) {
+    self.pipeline->frameArrived();
+    self.frameProducer->push(frame);
+  });
+  webrtc->onRemoteTrack = weakly(this, [](AppDelegate& self, const auto& track) {
+    self.pipeline->remoteTrackChanged(track);
+  });
+  webrtc->onLocalTrack =
+      weakly(this, [](AppDelegate& self, const auto& track) { self.model.localTrack = track; });
+}
+
+void AppDelegate::wireModelActions() {
+  model.onReconnect = weakly(this, [](AppDelegate& self) { self.pipeline->reconnectTapped(); });
+  model.onCancelQueue = weakly(this, [](AppDelegate& self) { self.pipeline->cancelQueue(); });
+}
+
+void AppDelegate::buildStatusMenu(const std::string& text) { model.statusText = text; }
+
+void AppDelegate::activate(const std::string& status) {
+  buildStatusMenu(status);
+  if (requestActivation) requestActivation();
+}
+
+void AppDelegate::handleDeviceMissing(bool relaunched) {
+  if (relaunched) {
+    hostLog("device still missing after post-activation relaunch — giving up");
+    return buildStatusMenu("Virtual camera not found — check System Settings");
+  }
+  hostLog("device missing → requesting activation (relaunch required after approval)");
+  activate("Approve in System Settings, then relaunch");
+}
+
+bool AppDelegate::applicationShouldTerminate() {
+  hostLog("lifecycle: quitting — disconnecting cleanly");
+  pipeline->disconnectForQuit();
+  return true;
+}
+
+}  // namespace quorvex

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/AppModel.h"
+#include "media/WebRTCClient.h"
+#include "pipeline/Pipeline.h"
+#include "platform/Clock.h"
+#include "platform/CoreMediaIO.h"
+#include "platform/Defaults.h"
+#include "platform/DispatchQueue.h"
+#include "platform/HttpClient.h"
+#include "platform/RtcEngine.h"
+#include "platform/SystemLog.h"
+#include "platform/WebSocket.h"
+#include "signaling/ServiceEndpoints.h"
+#include "signaling/SignalingClient.h"
+#include "sink/FrameProducer.h"
+
+namespace quorvex {
+
+/// The application's controller: constructs the host's parts on what the desktop gives, wires them at
+/// launch, and ends them cleanly. The work itself is theirs. Main thread only.
+class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
+ public:
+  /// What the desktop gives. All of it outlives the controller.
+  struct Platform {
+    DispatchQueue& mainQueue;
+    std::function<std::shared_ptr<DispatchQueue>(const std::string& label)> makeSerialQueue;
+    const Clock& clock;
+    HttpClient& http;
+    WebSocketClient& webSockets;
+    Defaults& defaults;
+    SystemLog& systemLog;
+    CoreMediaIO& cmio;
+    RtcEngine& rtcEngine;
+    std::function<std::optional<std::string>(const char* name)> environment;
+  };
+
+  AppDelegate(Platform platform, ServiceEndpoints endpoints);
+
+  /// Wires everything and sets out to find the virtual camera; the session follows from there.
+  void applicationDidFinishLaunching();
+
+  /// Disconnects cleanly; true when the process may end.
+  bool applicationShouldTerminate();
+
+  [[nodiscard]] AppModel& appModel() { return model; }
+  [[nodiscard]] SinkStatistics sinkStatistics() const { return frameProducer->statistics(); }
+
+  /// Asked for when the virtual camera has to be installed or replaced first.
+  std::function<void()> requestActivation;
+
+ private:
+  [[nodiscard]] bool isSet(const char* variable) const;
+  [[nodiscard]] std::shared_ptr<Pipeline> makePipeline();
+  void wireFrameProducer(bool relaunched);
+  void wireWebRTC();
+  void wireModelActions();
+  void buildStatusMenu(const std::string& text);
+  void activate(const std::string& status);
+  void handleDeviceMissing(bool relaunched);
+
+  const Platform platform;
+  const ServiceEndpoints endpoints;
+  std::shared_ptr<FrameProducer> frameProducer;
+  AppModel model;
+  std::shared_ptr<SignalingClient> signaling;
+  std::shared_ptr<WebRTCClient> webrtc;
+  std::shared_ptr<Pipeline> pipeline;
+};
+
+}  // namespace quorvex
