@@ -17,9 +17,8 @@ AppDelegate::AppDelegate(Platform desktop, ServiceEndpoints service)
           platform.cmio, platform.mainQueue, platform.makeSerialQueue(kSinkQueueLabel),
           platform.clock, platform.systemLog})),
       model(platform.defaults),
-      signaling(std::make_shared<SignalingClient>(
-          SignalingClient::Dependencies{platform.mainQueue, platform.http, platform.webSockets,
-                                        platform.defaults, endpoints})),
+      signaling(std::make_shared<SignalingClient>(SignalingClient::Dependencies{
+          platform.mainQueue, platform.http, platform.webSockets, platform.defaults, endpoints})),
       webrtc(std::make_shared<WebRTCClient>(platform.rtcEngine, platform.mainQueue)) {}
 
 bool AppDelegate::isSet(const char* variable) const {
@@ -49,15 +48,15 @@ void AppDelegate::applicationDidFinishLaunching() {
 
 std::shared_ptr<Pipeline> AppDelegate::makePipeline() {
   Pipeline::Callbacks wiring;
-  wiring.buildStatusMenu = weakly(
-      this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
+  wiring.buildStatusMenu =
+      weakly(this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
   // The face library, the swap controls and the diagnostic upload join here.
   wiring.faceConfig = [] { return std::optional<Json>(); };
   wiring.syncPausedToServer = [] {};
   wiring.sendDiagnosticReport = [](const auto&, const auto&, const auto&) {};
-  return Pipeline::create({platform.mainQueue, platform.clock, platform.http, endpoints, model,
-                           signaling, webrtc},
-                          std::move(wiring));
+  return Pipeline::create(
+      {platform.mainQueue, platform.clock, platform.http, endpoints, model, signaling, webrtc},
+      std::move(wiring));
 }
 
 void AppDelegate::wireFrameProducer(bool relaunched) {
@@ -74,9 +73,8 @@ void AppDelegate::wireWebRTC() {
     self.pipeline->frameArrived();
     self.frameProducer->push(frame);
   });
-  webrtc->onRemoteTrack = weakly(this, [](AppDelegate& self, const auto& track) {
-    self.pipeline->remoteTrackChanged(track);
-  });
+  webrtc->onRemoteTrack = weakly(
+      this, [](AppDelegate& self, const auto& track) { self.pipeline->remoteTrackChanged(track); });
   webrtc->onLocalTrack =
       weakly(this, [](AppDelegate& self, const auto& track) { self.model.localTrack = track; });
 }
@@ -86,7 +84,9 @@ void AppDelegate::wireModelActions() {
   model.onCancelQueue = weakly(this, [](AppDelegate& self) { self.pipeline->cancelQueue(); });
 }
 
-void AppDelegate::buildStatusMenu(const std::string& text) { model.statusText = text; }
+void AppDelegate::buildStatusMenu(const std::string& text) {
+  model.statusText = text;
+}
 
 void AppDelegate::activate(const std::string& status) {
   buildStatusMenu(status);

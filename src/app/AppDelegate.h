@@ -22,8 +22,8 @@
 
 namespace quorvex {
 
-/// The application's controller: constructs the host's parts on what the desktop gives, wires them at
-/// launch, and ends them cleanly. The work itself is theirs. Main thread only.
+/// The application's controller: constructs the host's parts on what the desktop gives, wires them
+/// at launch, and ends them cleanly. The work itself is theirs. Main thread only.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
  public:
   /// What the desktop gives. All of it outlives the controller.

@@ -28,15 +28,19 @@ std::string lineFor(std::string_view message) {
 
 }  // namespace
 
-std::string hostLogPath() { return path(); }
+std::string hostLogPath() {
+  return path();
+}
 
-void setHostLogPath(std::string newPath) { path() = std::move(newPath); }
+void setHostLogPath(std::string newPath) {
+  path() = std::move(newPath);
+}
 
 void hostLog(std::string_view message) {
   const std::string line = lineFor(message);
   // The directory is everybody's: a link or a pipe that somebody left under the name is not ours.
-  const int file = ::open(path().c_str(),
-                          O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+  const int file = ::open(
+      path().c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
   if (file < 0) return;
   [[maybe_unused]] const auto written = ::write(file, line.data(), line.size());
   ::close(file);

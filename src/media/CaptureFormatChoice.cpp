@@ -17,9 +17,8 @@ int distance(const CaptureFormat& format) {
 }  // namespace
 
 const CaptureFormat& nearestFormat(const std::vector<CaptureFormat>& formats) {
-  return *std::min_element(formats.begin(), formats.end(), [](const auto& a, const auto& b) {
-    return distance(a) < distance(b);
-  });
+  return *std::min_element(formats.begin(), formats.end(),
+                           [](const auto& a, const auto& b) { return distance(a) < distance(b); });
 }
 
 int captureFrameRate(const CaptureFormat& format) {

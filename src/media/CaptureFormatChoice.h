@@ -10,7 +10,8 @@ namespace quorvex {
 /// equals. `formats` is not empty.
 [[nodiscard]] const CaptureFormat& nearestFormat(const std::vector<CaptureFormat>& formats);
 
-/// The frames a second to capture `format` at: the most it offers, 30 at most, cut to a whole number.
+/// The frames a second to capture `format` at: the most it offers, 30 at most, cut to a whole
+/// number.
 [[nodiscard]] int captureFrameRate(const CaptureFormat& format);
 
 }  // namespace quorvex

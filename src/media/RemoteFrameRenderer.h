@@ -7,10 +7,10 @@
 
 namespace quorvex {
 
-/// Turns each frame of the swapped track into one 420v pixel buffer and hands it on. A frame that the
-/// engine already holds as a pixel buffer passes as it is; an I420 frame is interleaved, in one pass
-/// over its bytes, into a buffer of a pool that follows the frame size. A frame that finds no buffer
-/// is dropped. Called on the engine's rendering thread only, and calls `onFrame` there.
+/// Turns each frame of the swapped track into one 420v pixel buffer and hands it on. A frame that
+/// the engine already holds as a pixel buffer passes as it is; an I420 frame is interleaved, in one
+/// pass over its bytes, into a buffer of a pool that follows the frame size. A frame that finds no
+/// buffer is dropped. Called on the engine's rendering thread only, and calls `onFrame` there.
 class RemoteFrameRenderer : public RtcVideoRenderer {
  public:
   using FrameCallback = std::function<void(const PixelBufferRef&)>;

@@ -122,30 +122,30 @@ void WebRTCClient::createOffer(std::function<void(std::optional<std::string>)> c
   const RtcMediaConstraints constraints{
       .mandatory = {{"OfferToReceiveVideo", "true"}, {"OfferToReceiveAudio", "false"}},
       .optional = {}};
-  pc->offerForConstraints(
-      constraints, [&queue = mainQueue, weak = weak_from_this(), completion](
-                       std::optional<RtcSessionDescription> offer, std::optional<std::string> error) {
-        queue.async([weak, completion, offer = std::move(offer), error = std::move(error)] {
-          const auto self = weak.lock();
-          if (self && offer && !error) return self->applyLocalDescription(*offer, completion);
-          hostLog("webrtc: createOffer failed: " + error.value_or("no description"));
-          completion(std::nullopt);
-        });
-      });
+  pc->offerForConstraints(constraints, [&queue = mainQueue, weak = weak_from_this(), completion](
+                                           std::optional<RtcSessionDescription> offer,
+                                           std::optional<std::string> error) {
+    queue.async([weak, completion, offer = std::move(offer), error = std::move(error)] {
+      const auto self = weak.lock();
+      if (self && offer && !error) return self->applyLocalDescription(*offer, completion);
+      hostLog("webrtc: createOffer failed: " + error.value_or("no description"));
+      completion(std::nullopt);
+    });
+  });
 }
 
 void WebRTCClient::applyLocalDescription(
     const RtcSessionDescription& offer,
     std::function<void(std::optional<std::string>)> completion) {
   if (!pc) return;
-  pc->setLocalDescription(
-      offer, [&queue = mainQueue, sdp = offer.sdp,
-              completion = std::move(completion)](std::optional<std::string> error) {
-        if (error) hostLog("webrtc: setLocalDescription failed: " + *error);
-        queue.async([sdp, completion, failed = error.has_value()] {
-          completion(failed ? std::nullopt : std::optional(sdp));
-        });
-      });
+  pc->setLocalDescription(offer,
+                          [&queue = mainQueue, sdp = offer.sdp,
+                           completion = std::move(completion)](std::optional<std::string> error) {
+                            if (error) hostLog("webrtc: setLocalDescription failed: " + *error);
+                            queue.async([sdp, completion, failed = error.has_value()] {
+                              completion(failed ? std::nullopt : std::optional(sdp));
+                            });
+                          });
 }
 
 void WebRTCClient::setRemoteAnswer(const std::string& sdp, std::function<void(bool)> completion) {
@@ -180,7 +180,8 @@ void WebRTCClient::setMaxFramerate(std::int64_t fps) {
   auto parameters = videoSender->parameters();
   for (auto& encoding : parameters.encodings) encoding.maxFramerate = clamped;
   videoSender->setParameters(parameters);
-  hostLog("webrtc: maxFramerate set to " + std::to_string(clamped) + " fps (server fps_suggestion)");
+  hostLog("webrtc: maxFramerate set to " + std::to_string(clamped) +
+          " fps (server fps_suggestion)");
 }
 
 void WebRTCClient::close() {

@@ -21,8 +21,8 @@ class WebRTCClientDelegate {
 };
 
 /// Owns the peer connection that carries the camera to the service and brings the swapped track
-/// back, and the camera with it, which keeps running from one connection to the next. The host always
-/// offers; there is one connection at a time. Main queue only, unless said otherwise.
+/// back, and the camera with it, which keeps running from one connection to the next. The host
+/// always offers; there is one connection at a time. Main queue only, unless said otherwise.
 class WebRTCClient : public std::enable_shared_from_this<WebRTCClient> {
  public:
   using TrackCallback = std::function<void(std::shared_ptr<RtcVideoTrack>)>;

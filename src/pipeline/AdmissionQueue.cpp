@@ -32,8 +32,9 @@ void AdmissionQueue::armQueueWaitTimeout() {
   queueWaitWork = mainQueue.after(kQueueWaitLimit, weakly(this, [](AdmissionQueue& self) {
                                     self.queueWaitWork.reset();
                                     if (!self.model.isQueued) return;
-                                    hostLog("queue: no promotion after 180s — tearing down "
-                                            "(queue_timeout parity)");
+                                    hostLog(
+                                        "queue: no promotion after 180s — tearing down "
+                                        "(queue_timeout parity)");
                                     self.callbacks.timedOut();
                                   }));
 }

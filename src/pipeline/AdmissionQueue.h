@@ -11,8 +11,8 @@
 
 namespace quorvex {
 
-/// The host's place in the service's queue: keeps it in the model, shows it, and waits 180 s at most.
-/// Main queue only.
+/// The host's place in the service's queue: keeps it in the model, shows it, and waits 180 s at
+/// most. Main queue only.
 class AdmissionQueue : public std::enable_shared_from_this<AdmissionQueue> {
  public:
   struct Callbacks {

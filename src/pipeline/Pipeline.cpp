@@ -131,8 +131,7 @@ void Pipeline::gaveUp(int attempts, const std::string& reason) {
 
 void Pipeline::signalingDidFail(const std::string& message) {
   hostLog("pipeline: signaling fatal: " + message);
-  if (message.find("PAUSE_TIMEOUT") == std::string::npos)
-    return restarts->scheduleRestart(message);
+  if (message.find("PAUSE_TIMEOUT") == std::string::npos) return restarts->scheduleRestart(message);
   needs.mainQueue.async(weakly(this, [](Pipeline& self) {
     self.needs.model.paused = false;
     self.callbacks.buildStatusMenu("Reconnecting…");
@@ -140,7 +139,9 @@ void Pipeline::signalingDidFail(const std::string& message) {
   restarts->scheduleRestart("pause/idle timeout — reconnect unpaused");
 }
 
-void Pipeline::signalingDidReceiveIdentity() { session->sendOffer(session->generation()); }
+void Pipeline::signalingDidReceiveIdentity() {
+  session->sendOffer(session->generation());
+}
 
 void Pipeline::promoteFromQueue() {
   if (needs.model.isQueued) admission->setQueueState(false);

@@ -48,15 +48,14 @@ void PipelineSession::fetchIceServers(IceServersCompletion completion) {
   HttpRequest request;
   request.url = appendingPathComponent(needs.endpoints.apiBase, "api/turn-credentials");
   request.timeout = kIceServersTimeout;
-  needs.http.send(
-      std::move(request), [&queue = needs.mainQueue, weak = weak_from_this(),
-                           fallback = fallbackServer(needs.endpoints.stunHost),
-                           completion = std::move(completion)](HttpResult reply) {
-        queue.async([weak, fallback, reply = std::move(reply), completion] {
-          const auto self = weak.lock();
-          completion(self ? self->iceServersFrom(reply) : std::vector{fallback});
-        });
-      });
+  needs.http.send(std::move(request), [&queue = needs.mainQueue, weak = weak_from_this(),
+                                       fallback = fallbackServer(needs.endpoints.stunHost),
+                                       completion = std::move(completion)](HttpResult reply) {
+    queue.async([weak, fallback, reply = std::move(reply), completion] {
+      const auto self = weak.lock();
+      completion(self ? self->iceServersFrom(reply) : std::vector{fallback});
+    });
+  });
 }
 
 std::vector<RtcIceServer> PipelineSession::iceServersFrom(const HttpResult& reply) {
@@ -142,14 +141,14 @@ void PipelineSession::answerApplied(std::int64_t generation, bool ok) {
 
 void PipelineSession::promote() {
   callbacks.buildStatusMenu("Your turn — connecting…");
-  fetchIceServers(
-      weakly(this, [generation = sessionGeneration](PipelineSession& self, const auto& servers) {
-        if (self.sessionGeneration != generation)
-          return hostLog(
-              "pipeline: dropping promotion — session superseded (cancel/restart) during ICE fetch");
-        self.needs.webrtc->createPeerConnection(servers);
-        self.sendOffer(generation);
-      }));
+  fetchIceServers(weakly(this, [generation = sessionGeneration](PipelineSession& self,
+                                                                const auto& servers) {
+    if (self.sessionGeneration != generation)
+      return hostLog(
+          "pipeline: dropping promotion — session superseded (cancel/restart) during ICE fetch");
+    self.needs.webrtc->createPeerConnection(servers);
+    self.sendOffer(generation);
+  }));
 }
 
 void PipelineSession::tearDown() {

@@ -15,7 +15,9 @@ constexpr double kRetryAfterCeiling = 120;
 constexpr int kAutomaticRestarts = 5;
 constexpr Seconds kIceGrace{6};
 
-std::string wholeSeconds(double seconds) { return std::to_string(static_cast<int>(seconds)); }
+std::string wholeSeconds(double seconds) {
+  return std::to_string(static_cast<int>(seconds));
+}
 
 }  // namespace
 

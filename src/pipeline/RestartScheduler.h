@@ -24,8 +24,8 @@ class RestartScheduler : public std::enable_shared_from_this<RestartScheduler> {
 
   RestartScheduler(DispatchQueue& mainQueue, const Clock& clock, Callbacks callbacks);
 
-  /// Asks for a restart. `retryAfter` is the service's wish in seconds; it can put a restart off, by
-  /// 120 s at most, but never bring it forward. Any thread; returns at once.
+  /// Asks for a restart. `retryAfter` is the service's wish in seconds; it can put a restart off,
+  /// by 120 s at most, but never bring it forward. Any thread; returns at once.
   void scheduleRestart(std::string reason, std::optional<double> retryAfter = std::nullopt);
 
   /// The session works: the next failure starts again from the shortest wait.

@@ -32,7 +32,8 @@ struct CMSampleTimingInfo {
   CMTime decodeTimeStamp;
 };
 
-/// One picture with its time. A value: copying it holds the picture once more and allocates nothing.
+/// One picture with its time. A value: copying it holds the picture once more and allocates
+/// nothing.
 struct CMSampleBuffer {
   PixelBufferRef imageBuffer;
   CMVideoFormatDescription formatDescription;

@@ -14,9 +14,9 @@ namespace quorvex {
 using CMIOObjectID = std::uint32_t;
 
 constexpr CMIOObjectID kCMIOObjectSystemObject = 1;
-constexpr OSStatus kCMIOHardwareNotRunningError = 0x73746f70;  // 'stop'
-constexpr OSStatus kCMIOHardwareBadObjectError = 0x216f626a;   // '!obj'
-constexpr OSStatus kCMIOHardwareUnspecifiedError = 0x77686174; // 'what'
+constexpr OSStatus kCMIOHardwareNotRunningError = 0x73746f70;   // 'stop'
+constexpr OSStatus kCMIOHardwareBadObjectError = 0x216f626a;    // '!obj'
+constexpr OSStatus kCMIOHardwareUnspecifiedError = 0x77686174;  // 'what'
 
 struct CMIOObjectPropertyAddress {
   FourCharCode selector = 0;
@@ -71,8 +71,7 @@ class CoreMediaIO {
   /// From here on the device takes samples from the stream's queue, also while nobody watches.
   [[nodiscard]] virtual OSStatus CMIODeviceStartStream(CMIOObjectID device,
                                                        CMIOObjectID stream) = 0;
-  [[nodiscard]] virtual OSStatus CMIODeviceStopStream(CMIOObjectID device,
-                                                      CMIOObjectID stream) = 0;
+  [[nodiscard]] virtual OSStatus CMIODeviceStopStream(CMIOObjectID device, CMIOObjectID stream) = 0;
 };
 
 }  // namespace quorvex

@@ -10,7 +10,9 @@ namespace {
 constexpr int kAlignment = 64;
 constexpr int kLargestSide = 16384;
 
-int alignedUp(int value) { return (value + kAlignment - 1) / kAlignment * kAlignment; }
+int alignedUp(int value) {
+  return (value + kAlignment - 1) / kAlignment * kAlignment;
+}
 
 }  // namespace
 
@@ -60,7 +62,7 @@ class PixelBufferPool : public std::enable_shared_from_this<PixelBufferPool> {
 
   const PixelBufferAttributes attributes;
   std::mutex mutex;
-  int made = 0;                                     // protected by mutex
+  int made = 0;                                    // protected by mutex
   std::vector<std::unique_ptr<PixelBuffer>> idle;  // protected by mutex
 };
 

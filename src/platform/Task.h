@@ -63,13 +63,12 @@ class Task {
   }
 
   template <class C>
-  static constexpr Operations kInline = {
-      [](void* at) { (*static_cast<C*>(at))(); },
-      [](void* from, void* to) noexcept {
-        new (to) C(std::move(*static_cast<C*>(from)));
-        static_cast<C*>(from)->~C();
-      },
-      [](void* at) noexcept { static_cast<C*>(at)->~C(); }};
+  static constexpr Operations kInline = {[](void* at) { (*static_cast<C*>(at))(); },
+                                         [](void* from, void* to) noexcept {
+                                           new (to) C(std::move(*static_cast<C*>(from)));
+                                           static_cast<C*>(from)->~C();
+                                         },
+                                         [](void* at) noexcept { static_cast<C*>(at)->~C(); }};
 
   template <class C>
   static constexpr Operations kHeap = {

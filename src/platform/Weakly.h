@@ -17,9 +17,9 @@ auto weakly(std::weak_ptr<Owner> owner, Body body) {
 /// The same for an owner that is `std::enable_shared_from_this`.
 template <class Owner, class Body>
 auto weakly(Owner* owner, Body body) {
-  return weakly(std::weak_ptr<Owner>(
-                    std::static_pointer_cast<Owner>(owner->weak_from_this().lock())),
-                std::move(body));
+  return weakly(
+      std::weak_ptr<Owner>(std::static_pointer_cast<Owner>(owner->weak_from_this().lock())),
+      std::move(body));
 }
 
 }  // namespace quorvex

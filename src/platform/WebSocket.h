@@ -23,8 +23,8 @@ struct WebSocketMessage {
   std::string data;
 };
 
-/// One WebSocket connection. Created idle; `resume` opens it. Frames that arrive while no receive is
-/// outstanding wait for the next one. Thread-safe. Destroying it drops the connection.
+/// One WebSocket connection. Created idle; `resume` opens it. Frames that arrive while no receive
+/// is outstanding wait for the next one. Thread-safe. Destroying it drops the connection.
 class WebSocketTask {
  public:
   /// Exactly one of the two is set.

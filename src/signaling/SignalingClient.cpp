@@ -44,13 +44,13 @@ void SignalingClient::mintAccountSession(const std::string& accessToken,
   if (!user) return mintDeviceSession(std::move(completion));
   SignalingSession minted{accessToken, std::move(*user), "auth",
                           brandClaim(accessToken).value_or("quorvex"), std::nullopt};
-  needs.mainQueue.async(weakly(
-      this, [minted = std::move(minted), completion = std::move(completion)](SignalingClient& self) {
-        self.session = minted;
-        self.session->clientID = self.lastClientID;
-        hostLog("signaling: using authed token brand=" + minted.brandID);
-        completion(*self.session);
-      }));
+  needs.mainQueue.async(weakly(this, [minted = std::move(minted),
+                                      completion = std::move(completion)](SignalingClient& self) {
+    self.session = minted;
+    self.session->clientID = self.lastClientID;
+    hostLog("signaling: using authed token brand=" + minted.brandID);
+    completion(*self.session);
+  }));
 }
 
 void SignalingClient::mintDeviceSession(MintCompletion completion) {
@@ -59,17 +59,16 @@ void SignalingClient::mintDeviceSession(MintCompletion completion) {
   request.url = appendingPathComponent(needs.endpoints.webBase, "api/session-token");
   request.headers["Content-Type"] = "application/json";
   request.body = encoded(Json{{kDeviceIdentifierMember, deviceIdentifier()}});
-  needs.urlSession.send(
-      std::move(request), [&queue = needs.mainQueue, weak = weak_from_this(),
-                           completion = std::move(completion)](HttpResult reply) {
-        queue.async([weak, reply = std::move(reply), completion] {
-          // The one who asked is told even when the client is gone by then.
-          if (auto self = weak.lock())
-            self->handleSessionReply(reply, completion);
-          else
-            completion(parseSessionReply(reply));
-        });
-      });
+  needs.urlSession.send(std::move(request), [&queue = needs.mainQueue, weak = weak_from_this(),
+                                             completion = std::move(completion)](HttpResult reply) {
+    queue.async([weak, reply = std::move(reply), completion] {
+      // The one who asked is told even when the client is gone by then.
+      if (auto self = weak.lock())
+        self->handleSessionReply(reply, completion);
+      else
+        completion(parseSessionReply(reply));
+    });
+  });
 }
 
 void SignalingClient::handleSessionReply(const HttpResult& reply,
@@ -119,17 +118,16 @@ void SignalingClient::postOffer(const std::string& sdp, std::optional<Json> face
 }
 
 void SignalingClient::sendIceCandidate(RtcIceCandidate candidate) {
-  needs.mainQueue.async(
-      weakly(this, [candidate = std::move(candidate)](SignalingClient& self) {
-        if (!self.session || !self.session->clientID) return;
-        const Json object{{"candidate", candidate.sdp},
-                          {"sdpMid", candidate.sdpMid ? Json(*candidate.sdpMid) : Json()},
-                          {"sdpMLineIndex", candidate.sdpMLineIndex}};
-        self.needs.urlSession.send(
-            self.authorizedPost("ws/ice-candidate",
-                                {{"candidate", object}, {"client_id", *self.session->clientID}}),
-            [](const HttpResult&) {});  // a lost candidate costs one path among several
-      }));
+  needs.mainQueue.async(weakly(this, [candidate = std::move(candidate)](SignalingClient& self) {
+    if (!self.session || !self.session->clientID) return;
+    const Json object{{"candidate", candidate.sdp},
+                      {"sdpMid", candidate.sdpMid ? Json(*candidate.sdpMid) : Json()},
+                      {"sdpMLineIndex", candidate.sdpMLineIndex}};
+    self.needs.urlSession.send(
+        self.authorizedPost("ws/ice-candidate",
+                            {{"candidate", object}, {"client_id", *self.session->clientID}}),
+        [](const HttpResult&) {});  // a lost candidate costs one path among several
+  }));
 }
 
 void SignalingClient::fail(const std::string& message) {
@@ -139,7 +137,8 @@ void SignalingClient::fail(const std::string& message) {
 void SignalingClient::connectStatusSocket() {
   if (!session) return fail("no token");
   const auto url = statusSocketUrl(needs.endpoints.socketBase, *session);
-  if (const auto* problem = std::get_if<StatusSocketUrlProblem>(&url)) return fail(problem->message);
+  if (const auto* problem = std::get_if<StatusSocketUrlProblem>(&url))
+    return fail(problem->message);
   WebSocketRequest request;
   request.url = std::get<std::string>(url);
   request.headers["Authorization"] = "Bearer " + session->token;
@@ -240,8 +239,9 @@ void SignalingClient::sendDeviceInfo(const std::string& clientID) {
 
 void SignalingClient::sendConfig(Json config) {
   if (!session || !session->clientID) return;
-  sendMessage(
-      {{"type", "config_update"}, {"client_id", *session->clientID}, {"config", std::move(config)}});
+  sendMessage({{"type", "config_update"},
+               {"client_id", *session->clientID},
+               {"config", std::move(config)}});
 }
 
 void SignalingClient::sendControl(const std::string& type) {

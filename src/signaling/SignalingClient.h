@@ -73,8 +73,8 @@ class SignalingClient : public std::enable_shared_from_this<SignalingClient> {
   /// Sends a message that has only a type ("calibrate", "clear_lock").
   void sendControl(const std::string& type);
 
-  /// Sends the local offer with the face settings, if any. The completion comes on the HTTP callback
-  /// queue, except that it comes at once when there is no session to offer in.
+  /// Sends the local offer with the face settings, if any. The completion comes on the HTTP
+  /// callback queue, except that it comes at once when there is no session to offer in.
   void postOffer(const std::string& sdp, std::optional<Json> faceSwapConfig,
                  std::function<void(OfferResult)> completion);
 

@@ -36,8 +36,8 @@ std::string percentEncoded(std::string_view text) {
 
 }  // namespace
 
-std::variant<std::string, StatusSocketUrlProblem> statusSocketUrl(
-    const std::string& socketBase, const SignalingSession& session) {
+std::variant<std::string, StatusSocketUrlProblem> statusSocketUrl(const std::string& socketBase,
+                                                                  const SignalingSession& session) {
   if (!decomposes(socketBase)) return StatusSocketUrlProblem{"invalid status WS base URL"};
   if (!decodedUtf8(session.userUUID) || !decodedUtf8(session.clientID.value_or("")))
     return StatusSocketUrlProblem{"could not build status WS URL"};

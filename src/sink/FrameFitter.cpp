@@ -26,8 +26,8 @@ void paintBlack(PixelBuffer& buffer) {
 }  // namespace
 
 PixelRect aspectFit(int width, int height, int outWidth, int outHeight) {
-  const double scale = std::min(static_cast<double>(outWidth) / width,
-                                static_cast<double>(outHeight) / height);
+  const double scale =
+      std::min(static_cast<double>(outWidth) / width, static_cast<double>(outHeight) / height);
   PixelRect rect;
   rect.width = evenWithin(scale * width, outWidth);
   rect.height = evenWithin(scale * height, outHeight);
@@ -75,7 +75,8 @@ void FrameFitter::scale(const ConstPlane& from, const Plane& to, bool flipped) {
   // cheaper one to mirror apart.
   if (from.width * from.height < to.width * to.height) {
     const Plane turned = scratchPlane(mirrored, from.width, from.height);
-    libyuv::MirrorPlane(from.data, from.stride, turned.data, turned.stride, from.width, from.height);
+    libyuv::MirrorPlane(from.data, from.stride, turned.data, turned.stride, from.width,
+                        from.height);
     return resample({turned.data, turned.stride, turned.width, turned.height}, to);
   }
   const Plane turned = scratchPlane(mirrored, to.width, to.height);

@@ -76,8 +76,8 @@ void FrameProducer::retryOrReportMissing() {
   }
   hostLog("connectToSink: device not visible yet; retry 0.5s (attempt " +
           std::to_string(connectAttempts) + ")");
-  pollTimer = needs.queue->after(
-      kRetryInterval, weakly(this, [](FrameProducer& self) { self.connectToSink(); }));
+  pollTimer = needs.queue->after(kRetryInterval,
+                                 weakly(this, [](FrameProducer& self) { self.connectToSink(); }));
 }
 
 std::optional<CMIOObjectID> FrameProducer::findVirtualDevice() const {
@@ -113,12 +113,14 @@ std::optional<CMIOObjectID> FrameProducer::findSinkStream(CMIOObjectID device) c
 
 void FrameProducer::openSinkQueue() {
   std::shared_ptr<CMSimpleQueue> opened;
-  OSStatus status = needs.cmio.CMIOStreamCopyBufferQueue(
-      sinkStreamID, weakly(this, [](FrameProducer& self) {
-        self.readyToEnqueue = true;
-        self.queueAltered.fetch_add(1, std::memory_order_relaxed);
-      }),
-      &opened);
+  OSStatus status = needs.cmio.CMIOStreamCopyBufferQueue(sinkStreamID,
+                                                         weakly(this,
+                                                                [](FrameProducer& self) {
+                                                                  self.readyToEnqueue = true;
+                                                                  self.queueAltered.fetch_add(
+                                                                      1, std::memory_order_relaxed);
+                                                                }),
+                                                         &opened);
   hostLog("CMIOStreamCopyBufferQueue status=" + std::to_string(status));
   if (status != kNoError) return;
   sinkQueue = std::move(opened);
@@ -172,8 +174,7 @@ void FrameProducer::deliver(const PixelBufferRef& pixelBuffer, double attemptTim
 }
 
 PixelBufferRef FrameProducer::scaleToSink(const PixelBufferRef& pixelBuffer) {
-  if (!pixelBuffer ||
-      (pixelBuffer->width() == kSinkWidth && pixelBuffer->height() == kSinkHeight))
+  if (!pixelBuffer || (pixelBuffer->width() == kSinkWidth && pixelBuffer->height() == kSinkHeight))
     return pixelBuffer;
   if (!scalePool) {
     lastScaleErr =
@@ -202,7 +203,8 @@ std::optional<CMSampleBuffer> FrameProducer::makeSampleBuffer(const PixelBufferR
                                   .presentationTimeStamp = {hostTime, kNanosecondScale},
                                   .decodeTimeStamp = kCMTimeInvalid};
   std::optional<CMSampleBuffer> sample;
-  const OSStatus status = CMSampleBufferCreateForImageBuffer(pixelBuffer, *fmtDesc, timing, &sample);
+  const OSStatus status =
+      CMSampleBufferCreateForImageBuffer(pixelBuffer, *fmtDesc, timing, &sample);
   if (status != kNoError) lastSbufErr = status;
   return sample;
 }

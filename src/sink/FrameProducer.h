@@ -31,9 +31,9 @@ struct SinkStatistics {
 };
 
 /// The host's writer into the virtual camera: finds the device by its name, opens its sink stream,
-/// fits each frame into 1280x720 and enqueues it, and rebuilds a sink that has stopped taking frames.
-/// A frame never waits: what the device has no room for is dropped. All of it runs on one serial
-/// queue of its own; its callbacks come on the main queue.
+/// fits each frame into 1280x720 and enqueues it, and rebuilds a sink that has stopped taking
+/// frames. A frame never waits: what the device has no room for is dropped. All of it runs on one
+/// serial queue of its own; its callbacks come on the main queue.
 class FrameProducer : public std::enable_shared_from_this<FrameProducer> {
  public:
   struct Dependencies {

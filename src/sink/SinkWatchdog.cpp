@@ -46,9 +46,10 @@ void SinkWatchdog::tick(const Delivery& delivery, double now) {
     return reconnect(delivery, now);
   }
   sinkGaveUp = true;
-  hostLog("sink watchdog: " + std::to_string(consecutiveReconnects) +
-          " rebuilds did NOT restore delivery — CMIO bridge wedged, host-side rebuild can't recover "
-          "it. Surfacing (Reconnect/relaunch needed).");
+  hostLog(
+      "sink watchdog: " + std::to_string(consecutiveReconnects) +
+      " rebuilds did NOT restore delivery — CMIO bridge wedged, host-side rebuild can't recover "
+      "it. Surfacing (Reconnect/relaunch needed).");
   wedged();
 }
 

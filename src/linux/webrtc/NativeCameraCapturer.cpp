@@ -6,9 +6,13 @@ namespace quorvex {
 
 NativeCameraCapturer::NativeCameraCapturer(std::shared_ptr<CameraProvider> provider,
                                            rtc::scoped_refptr<PushVideoSource> target)
-    : cameras(std::move(provider)), source(std::move(target)), pool(/*zero_initialize=*/false, 16) {}
+    : cameras(std::move(provider)),
+      source(std::move(target)),
+      pool(/*zero_initialize=*/false, 16) {}
 
-NativeCameraCapturer::~NativeCameraCapturer() { cameras->stopCapture(); }
+NativeCameraCapturer::~NativeCameraCapturer() {
+  cameras->stopCapture();
+}
 
 std::vector<CaptureDevice> NativeCameraCapturer::captureDevices() {
   return cameras->captureDevices();
@@ -32,9 +36,9 @@ void NativeCameraCapturer::deliver(const I420View& frame, std::int64_t captureTi
   const auto buffer = pool.CreateI420Buffer(frame.width, frame.height);
   if (!buffer) return;  // all of them are still being encoded: this frame is late anyway
   libyuv::I420Copy(frame.dataY, frame.strideY, frame.dataU, frame.strideU, frame.dataV,
-                   frame.strideV, buffer->MutableDataY(), buffer->StrideY(),
-                   buffer->MutableDataU(), buffer->StrideU(), buffer->MutableDataV(),
-                   buffer->StrideV(), frame.width, frame.height);
+                   frame.strideV, buffer->MutableDataY(), buffer->StrideY(), buffer->MutableDataU(),
+                   buffer->StrideU(), buffer->MutableDataV(), buffer->StrideV(), frame.width,
+                   frame.height);
   source->push(buffer, captureTime);
 }
 

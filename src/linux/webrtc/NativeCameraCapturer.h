@@ -8,8 +8,8 @@
 
 namespace quorvex {
 
-/// Brings a camera's frames into the WebRTC library: one copy each, into a recycled buffer, with the
-/// time at which the camera took them.
+/// Brings a camera's frames into the WebRTC library: one copy each, into a recycled buffer, with
+/// the time at which the camera took them.
 class NativeCameraCapturer : public RtcCameraVideoCapturer {
  public:
   NativeCameraCapturer(std::shared_ptr<CameraProvider> cameras,

@@ -7,8 +7,8 @@
 
 namespace quorvex {
 
-/// The WebRTC library's three threads and its peer connection factory, started together and ended in
-/// the order the library needs: whoever holds a native object holds this too, and lets go of the
+/// The WebRTC library's three threads and its peer connection factory, started together and ended
+/// in the order the library needs: whoever holds a native object holds this too, and lets go of the
 /// object first. Thread-safe.
 class NativeFactory {
  public:

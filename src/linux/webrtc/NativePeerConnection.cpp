@@ -127,9 +127,8 @@ class NativePeerConnection::Observer : public webrtc::PeerConnectionObserver {
   Observer(std::shared_ptr<NativeFactory> owner, std::weak_ptr<RtcPeerConnectionObserver> listener)
       : library(std::move(owner)), target(std::move(listener)) {}
 
-  void OnAddTrack(
-      rtc::scoped_refptr<webrtc::RtpReceiverInterface> receiver,
-      const std::vector<rtc::scoped_refptr<webrtc::MediaStreamInterface>>&) override {
+  void OnAddTrack(rtc::scoped_refptr<webrtc::RtpReceiverInterface> receiver,
+                  const std::vector<rtc::scoped_refptr<webrtc::MediaStreamInterface>>&) override {
     const auto observer = target.lock();
     if (!observer) return;
     RtcRtpReceiver added;
@@ -168,7 +167,9 @@ class NativePeerConnection::Observer : public webrtc::PeerConnectionObserver {
 NativePeerConnection::NativePeerConnection(std::shared_ptr<NativeFactory> owner)
     : library(std::move(owner)) {}
 
-NativePeerConnection::~NativePeerConnection() { close(); }
+NativePeerConnection::~NativePeerConnection() {
+  close();
+}
 
 std::shared_ptr<NativePeerConnection> NativePeerConnection::create(
     std::shared_ptr<NativeFactory> library, const RtcConfiguration& configuration,
@@ -176,8 +177,7 @@ std::shared_ptr<NativePeerConnection> NativePeerConnection::create(
   std::shared_ptr<NativePeerConnection> made(new NativePeerConnection(library));
   made->observer = std::make_unique<Observer>(library, std::move(observer));
   auto result = library->factory().CreatePeerConnectionOrError(
-      nativeConfiguration(configuration),
-      webrtc::PeerConnectionDependencies(made->observer.get()));
+      nativeConfiguration(configuration), webrtc::PeerConnectionDependencies(made->observer.get()));
   if (!result.ok()) {
     hostLog("webrtc: peer connection refused: " + failureOf(result.error()).value_or(""));
     return nullptr;

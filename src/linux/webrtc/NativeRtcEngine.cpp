@@ -69,9 +69,10 @@ void NativeRtcEngine::initializeSSL() {
 std::unique_ptr<RtcPeerConnectionFactory> NativeRtcEngine::peerConnectionFactory() {
   auto library = NativeFactory::create(useLoopback);
   if (!library) {
-    std::fputs("quorvex-camera: the WebRTC library cannot start its threads; "
-               "check the limit on processes (ulimit -u)\n",
-               stderr);
+    std::fputs(
+        "quorvex-camera: the WebRTC library cannot start its threads; "
+        "check the limit on processes (ulimit -u)\n",
+        stderr);
     std::exit(1);
   }
   return std::make_unique<NativePeerConnectionFactory>(std::move(library), cameras);

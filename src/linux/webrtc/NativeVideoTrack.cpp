@@ -18,16 +18,15 @@ class NativeVideoTrack::Sink : public rtc::VideoSinkInterface<webrtc::VideoFrame
       height = picture->height();
       renderer->setSize(width, height);
     }
-    const RtcVideoFrame view{
-        .pixelBuffer = {},
-        .i420 = {.width = picture->width(),
-                 .height = picture->height(),
-                 .dataY = picture->DataY(),
-                 .dataU = picture->DataU(),
-                 .dataV = picture->DataV(),
-                 .strideY = picture->StrideY(),
-                 .strideU = picture->StrideU(),
-                 .strideV = picture->StrideV()}};
+    const RtcVideoFrame view{.pixelBuffer = {},
+                             .i420 = {.width = picture->width(),
+                                      .height = picture->height(),
+                                      .dataY = picture->DataY(),
+                                      .dataU = picture->DataU(),
+                                      .dataV = picture->DataV(),
+                                      .strideY = picture->StrideY(),
+                                      .strideU = picture->StrideU(),
+                                      .strideV = picture->StrideV()}};
     renderer->renderFrame(&view);
   }
 
@@ -45,9 +44,13 @@ NativeVideoTrack::~NativeVideoTrack() {
   for (const auto& [renderer, sink] : sinks) track->RemoveSink(sink.get());
 }
 
-std::string NativeVideoTrack::trackID() const { return track->id(); }
+std::string NativeVideoTrack::trackID() const {
+  return track->id();
+}
 
-void NativeVideoTrack::setEnabled(bool enabled) { track->set_enabled(enabled); }
+void NativeVideoTrack::setEnabled(bool enabled) {
+  track->set_enabled(enabled);
+}
 
 void NativeVideoTrack::addRenderer(std::shared_ptr<RtcVideoRenderer> renderer) {
   Sink* added = nullptr;

@@ -1,0 +1,365 @@
+// The host as it is put together at launch, on fakes of everything that it stands on.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "app/AppDelegate.h"
+#include "fakes/FakeCmio.h"
+#include "fakes/FakeEngine.h"
+#include "fakes/FakeService.h"
+#include "fakes/LogFile.h"
+#include "fakes/ManualQueue.h"
+
+namespace quorvex {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::Not;
+
+constexpr const char* kToken = R"({"token":"t.x","user_uuid":"u1","type":"device"})";
+constexpr const char* kIdentity = R"({"type":"identity","client_id":"c1"})";
+
+class HostTest : public ::testing::Test {
+ protected:
+  HostTest() { cmio.devices = {{7, "Quorvex Camera", {8, 9}}}; }
+
+  void launch() {
+    host->applicationDidFinishLaunching();
+    settle();
+  }
+  void settle() {
+    for (int i = 0; i < 4; ++i) {
+      mainQueue.run();
+      sinkQueue->run();
+    }
+  }
+  void wait(double seconds) {
+    // Both queues run on the one clock, a tenth of a second at a time.
+    for (double passed = 0; passed < seconds - 1e-9; passed += 0.1) {
+      const double start = clock.time;
+      mainQueue.advance(0.1);
+      clock.time = start;
+      sinkQueue->advance(0.1);
+      mainQueue.run();
+    }
+  }
+  void mint() {
+    http.reply("api/session-token", 200, kToken);
+    settle();
+  }
+  void connect(const std::string& servers = "{}") {
+    mint();
+    http.reply("api/turn-credentials", 200, servers);
+    settle();
+  }
+  void identify() {
+    sockets.last().say(kIdentity);
+    settle();
+  }
+  void offerReply(int status, const std::string& body,
+                  std::map<std::string, std::string> headers = {}) {
+    http.reply("ws/offer", status, body, std::move(headers));
+    settle();
+  }
+  void goLive() {
+    connect();
+    identify();
+    offerReply(200, R"({"sdp":"answer-sdp"})");
+    track = std::make_shared<FakeTrack>("swapped");
+    engine.last().observer.lock()->didAddReceiver({track});
+    settle();
+  }
+  void frame(int width = 1280, int height = 720) {
+    std::vector<std::uint8_t> grey(static_cast<std::size_t>(width) * height, 90);
+    const RtcVideoFrame received{.pixelBuffer = {},
+                                 .i420 = {width, height, grey.data(), grey.data(), grey.data(),
+                                          width, (width + 1) / 2, (width + 1) / 2}};
+    track->renderers.at(0)->renderFrame(&received);
+    settle();
+  }
+  [[nodiscard]] std::string status() { return host->appModel().statusText; }
+
+  LogFile log;
+  VirtualClock clock;
+  ManualQueue mainQueue{clock};
+  std::shared_ptr<ManualQueue> sinkQueue = std::make_shared<ManualQueue>(clock);
+  FakeHttp http;
+  FakeWebSockets sockets;
+  FakeDefaults defaults;
+  FakeSystemLog systemLog;
+  FakeCmio cmio;
+  FakeEngine engine;
+  std::map<std::string, std::string> environment;
+  std::shared_ptr<FakeTrack> track;
+  std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
+      AppDelegate::Platform{mainQueue, [this](const std::string&) { return sinkQueue; }, clock,
+                            http, sockets, defaults, systemLog, cmio, engine,
+                            [this](const char* name) {
+                              const auto found = environment.find(name);
+                              return found == environment.end() ? std::nullopt
+                                                                : std::optional(found->second);
+                            }},
+      ServiceEndpoints{"https://web.example", "https://api.example", "wss://api.example",
+                       "stun.example"});
+};
+
+TEST_F(HostTest, goesLiveStepByStepAndLogsTheRoad) {
+  launch();
+  EXPECT_EQ(status(), "Connecting to quorvex…");
+  goLive();
+  EXPECT_EQ(status(), "Live ✓ — swapped camera ready");
+  EXPECT_TRUE(host->appModel().isLive);
+  EXPECT_TRUE(track->enabled);
+  frame();
+  EXPECT_EQ(cmio.queue->samples.size(), 1u);
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(
+          "installDeviceListListener status=0", "connectToSink: attempting…",
+          "CMIO devices visible: 1", "connectToSink: device=7 sink=9; initializing queue",
+          "CMIOStreamCopyBufferQueue status=0", "CMIODeviceStartStream status=0",
+          "sink connected; ready for swapped frames", "pipeline: sink ready → minting token",
+          "signaling: minted token type=device brand=quorvex", "webrtc: capturing Webcam @30fps",
+          "webrtc: maxBitrate set to 3000 kbps", "webrtc: peer connection created (1 ice servers)",
+          "signaling: WS connecting (reconnect=false)", "signaling: identity received",
+          "signaling: got answer (face_swap_ready=nil)", "webrtc: remote answer applied",
+          "pipeline: answer applied=true", "webrtc: ontrack — swapped video track received"));
+}
+
+TEST_F(HostTest, offersWhatTheServiceExpects) {
+  launch();
+  goLive();
+  const FakePeer& peer = engine.last();
+  EXPECT_EQ(peer.constraints.mandatory.at("OfferToReceiveVideo"), "true");
+  EXPECT_EQ(peer.constraints.mandatory.at("OfferToReceiveAudio"), "false");
+  EXPECT_EQ(peer.configuration.bundlePolicy, RtcBundlePolicy::maxBundle);
+  EXPECT_EQ(peer.configuration.continualGatheringPolicy,
+            RtcContinualGatheringPolicy::gatherContinually);
+  EXPECT_THAT(peer.streamIDs, ElementsAre("rc_stream0"));
+  EXPECT_EQ(peer.addedTrack->trackID(), "rc_cam0");
+  EXPECT_EQ(peer.remote->sdp, "answer-sdp");
+  EXPECT_EQ(engine.camera.started, "Webcam 1280x720@30");
+}
+
+TEST_F(HostTest, readsIceServersInAnyShapeAndKeepsThemForAFailedFetch) {
+  launch();
+  connect(R"({"iceServers":[{"urls":"turn:a"},{"urls":[]},{"urls":[1]},7,
+      {"urls":["turn:b","turn:c"],"username":"n","credential":"p","more":1}]})");
+  const std::vector<RtcIceServer> expected{{{"stun:stun.example:19302"}, {}, {}},
+                                           {{"turn:a"}, {}, {}},
+                                           {{"turn:b", "turn:c"}, "n", "p"}};
+  EXPECT_EQ(engine.last().configuration.iceServers, expected);
+  sockets.last().end(1006);
+  settle();
+  wait(2.1);
+  mint();
+  http.fail("api/turn-credentials", "timed out");
+  settle();
+  EXPECT_EQ(engine.last().configuration.iceServers, expected);
+}
+
+TEST_F(HostTest, restartsAfterEachWayASessionCanFail) {
+  launch();
+  http.fail("api/session-token", "no route");
+  settle();
+  EXPECT_EQ(status(), "Reconnecting…");
+  wait(2.1);
+  engine.refuses = true;
+  connect();
+  identify();
+  wait(4.1);
+  engine.refuses = false;
+  connect();
+  identify();
+  offerReply(404, "not found");
+  wait(8.1);
+  connect();
+  identify();
+  engine.last().remoteError = "bad answer";
+  offerReply(200, R"({"sdp":"x"})");
+  wait(16.1);
+  connect();
+  sockets.last().end(4001);
+  wait(30.1);
+  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf(
+                               {"pipeline: token mint failed: no route",
+                                "pipeline: restart #1 in 2s (token mint failed)",
+                                "webrtc: failed to create peer connection",
+                                "pipeline: restart #2 in 4s (createOffer produced no SDP)",
+                                "pipeline: offer failed: offer 404: not found",
+                                "pipeline: restart #3 in 8s (offer failed: offer 404: not found)",
+                                "webrtc: setRemoteDescription failed: bad answer",
+                                "pipeline: restart #4 in 16s (setRemoteAnswer failed)",
+                                "pipeline: signaling fatal: 4001 token rejected",
+                                "pipeline: restart #5 in 30s (4001 token rejected)"}));
+  http.fail("api/session-token", "no route");
+  settle();
+  EXPECT_EQ(status(), "Disconnected — click Reconnect to retry");
+  host->appModel().onReconnect();
+  wait(2.1);
+  goLive();
+  EXPECT_EQ(status(), "Live ✓ — swapped camera ready");
+}
+
+TEST_F(HostTest, honoursRetryAfterUpToTwoMinutes) {
+  launch();
+  connect();
+  identify();
+  offerReply(503, "x", {{"retry-after", "600"}});
+  EXPECT_THAT(log.lines(),
+              ::testing::IsSupersetOf({"pipeline: offer 503 busy — retry-after 600s",
+                                       "pipeline: restart #1 in 120s (503 backend busy)"}));
+  wait(119);
+  EXPECT_TRUE(http.pending.empty());
+  wait(2);
+  EXPECT_EQ(http.pending.size(), 1u);
+}
+
+TEST_F(HostTest, dropsWhatASupersededSessionStillSays) {
+  launch();
+  mint();
+  host->appModel().onCancelQueue();
+  http.reply("api/turn-credentials", 200, "{}");
+  settle();
+  EXPECT_TRUE(engine.peers.empty());
+  EXPECT_EQ(status(), "Left queue — click Reconnect to go live");
+
+  host->appModel().onReconnect();
+  wait(2.1);
+  connect();
+  engine.last().offers = false;
+  identify();
+  const auto lateOffer = engine.last().offerDone;
+  host->appModel().onCancelQueue();
+  lateOffer(RtcSessionDescription{}, {});
+  settle();
+
+  host->appModel().onReconnect();
+  wait(2.1);
+  connect();
+  identify();
+  host->appModel().onCancelQueue();
+  offerReply(200, R"({"sdp":"late"})");
+  EXPECT_FALSE(engine.last().remote);
+  EXPECT_THAT(
+      log.lines(),
+      ::testing::IsSupersetOf(
+          {"pipeline: dropping pipeline build — session superseded during ICE fetch",
+           "pipeline: dropping offer result — session superseded (cancel/restart) mid-flight"}));
+}
+
+TEST_F(HostTest, waitsInTheQueueAndOffersAgainWhenAdmitted) {
+  launch();
+  connect();
+  identify();
+  offerReply(200, R"({"status":"queued"})");
+  EXPECT_EQ(status(), "In queue…");
+  sockets.last().say(
+      R"({"type":"status_update","status":"queued","position":4,"total_in_queue":9})");
+  settle();
+  EXPECT_EQ(status(), "In queue — #4 of 9");
+  sockets.last().say(R"({"type":"control","action":"start_connection"})");
+  settle();
+  EXPECT_EQ(status(), "Your turn — connecting…");
+  http.reply("api/turn-credentials", 200, "{}");
+  settle();
+  offerReply(200, R"({"sdp":"s"})");
+  EXPECT_EQ(status(), "Live ✓ — swapped camera ready");
+  EXPECT_EQ(sockets.opened.size(), 1u) << "the socket stays open through the queue";
+  EXPECT_EQ(engine.peers.size(), 2u);
+  EXPECT_EQ(engine.camera.starts, 1) << "the camera keeps running";
+}
+
+TEST_F(HostTest, noticesThatSwappedFramesHaveStopped) {
+  launch();
+  goLive();
+  frame();
+  log.lines();
+  wait(13);
+  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf(
+                               {"watchdog: no swapped frame for 9s — media stalled, reconnecting",
+                                "pipeline: restart #1 in 2s (frame stall 9s)"}));
+  EXPECT_FALSE(host->appModel().isLive);
+}
+
+TEST_F(HostTest, appliesTheServicesFrameRateWithinBounds) {
+  launch();
+  goLive();
+  const auto suggest = [&](const std::string& fps) {
+    sockets.last().say(R"({"type":"fps_suggestion","fps":)" + fps + "}");
+    settle();
+    return engine.last().sender->current.encodings[0].maxFramerate;
+  };
+  EXPECT_EQ(suggest("15.9"), 15);
+  EXPECT_EQ(suggest("0"), 1);
+  EXPECT_EQ(suggest("1e300"), 30);
+  EXPECT_EQ(suggest("\"20\""), 30) << "a text is no number";
+}
+
+TEST_F(HostTest, quitsCleanly) {
+  launch();
+  goLive();
+  EXPECT_TRUE(host->applicationShouldTerminate());
+  EXPECT_EQ(sockets.last().cancelledWith, 1001);
+  EXPECT_TRUE(engine.last().closed);
+  EXPECT_TRUE(track->renderers.empty());
+  EXPECT_THAT(log.lines(), Contains("lifecycle: quitting — disconnecting cleanly"));
+}
+
+TEST_F(HostTest, asksForActivationUpFrontOnlyWhenToldToExactly) {
+  environment = {{"RC_FORCE_ACTIVATE", "1"}};
+  int activations = 0;
+  host->requestActivation = [&] { ++activations; };
+  launch();
+  EXPECT_EQ(status(), "Updating extension…");
+  EXPECT_EQ(activations, 1);
+  EXPECT_FALSE(cmio.allowed) << "the sink is not started";
+  environment["RC_RELAUNCHED"] = "1";
+  launch();
+  EXPECT_TRUE(cmio.allowed) << "a relaunched host starts normally";
+}
+
+TEST_F(HostTest, takesOnlyTheExactValueForAForcedActivation) {
+  environment = {{"RC_FORCE_ACTIVATE", "true"}};
+  launch();
+  EXPECT_TRUE(cmio.allowed);
+}
+
+TEST_F(HostTest, reportsAMissingCameraOnceAndConnectsWhenItComes) {
+  cmio.devices = {{3, "Other", {4, 5}}};
+  launch();
+  wait(5);
+  EXPECT_EQ(status(), "Approve in System Settings, then relaunch");
+  auto lines = log.lines();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "connectToSink: attempting…"), 8);
+  EXPECT_THAT(lines, Contains("connectToSink: device absent after 8 tries → activation needed"));
+  cmio.devices.push_back({7, "Quorvex Camera", {8}});
+  cmio.listener();
+  settle();
+  EXPECT_THAT(systemLog.entries, Contains("frame-producer: device has 1 streams; need at least 2"));
+  EXPECT_THAT(log.lines(),
+              Contains("connectToSink: device not visible yet; retry 0.5s (attempt 9)"));
+  cmio.devices.back().streams = {8, 9, 10};
+  wait(0.6);
+  EXPECT_EQ(cmio.openedStream, 9u);
+  EXPECT_EQ(status(), "Connecting to quorvex…");
+}
+
+TEST_F(HostTest, diesQuietlyWithCallbacksStillOutstanding) {
+  launch();
+  goLive();
+  const auto peer = engine.peers.back();
+  const auto renderer = track->renderers.at(0);
+  auto socket = sockets.opened.back();
+  std::weak_ptr<AppDelegate> gone = host;
+  host.reset();
+  EXPECT_TRUE(gone.expired());
+  renderer->renderFrame(nullptr);
+  socket->end(1006);
+  cmio.queueAltered();
+  cmio.listener();
+  wait(10);
+}
+
+}  // namespace
+}  // namespace quorvex

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "app/HostLog.h"
+
+namespace quorvex {
+
+/// Sends the host's log to a file of the test's own and reads it back.
+class LogFile {
+ public:
+  LogFile() {
+    char name[] = "/tmp/quorvex-test-log-XXXXXX";
+    ::close(::mkstemp(name));
+    path = name;
+    setHostLogPath(path);
+  }
+  ~LogFile() {
+    ::unlink(path.c_str());
+    setHostLogPath("/dev/null");
+  }
+
+  /// The messages since the last call, without time and tag.
+  std::vector<std::string> lines() {
+    std::ifstream file(path);
+    file.seekg(offset);
+    std::vector<std::string> messages;
+    for (std::string line; std::getline(file, line);)
+      messages.push_back(line.substr(line.find("] ") + 2));
+    file.clear();
+    file.seekg(0, std::ios::end);
+    offset = file.tellg();
+    return messages;
+  }
+
+  [[nodiscard]] std::string text() const {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  std::string path;
+
+ private:
+  std::streamoff offset = 0;
+};
+
+}  // namespace quorvex

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <algorithm>
+#include <deque>
+#include <list>
+#include <memory>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/DispatchQueue.h"
+
+namespace quorvex {
+
+/// Time that moves only when a test moves it.
+class VirtualClock : public Clock {
+ public:
+  [[nodiscard]] double now() const override { return time; }
+  double time = 1000;
+};
+
+/// A queue that a test runs by hand, on a virtual clock: three minutes pass at once.
+class ManualQueue : public DispatchQueue {
+ public:
+  explicit ManualQueue(VirtualClock& virtualClock) : clock(virtualClock) {}
+
+  void async(Task task) override { tasks.push_back(std::move(task)); }
+
+  std::unique_ptr<Timer> after(Seconds delay, Task task) override {
+    auto shared = std::make_shared<Task>(std::move(task));
+    return add(delay.count(), 0, [shared] { (*shared)(); });
+  }
+
+  std::unique_ptr<Timer> every(Seconds first, Seconds interval,
+                               std::function<void()> task) override {
+    return add(first.count(), interval.count(), std::move(task));
+  }
+
+  /// Runs what is queued, and what that queues.
+  void run() {
+    while (!tasks.empty()) {
+      Task task = std::move(tasks.front());
+      tasks.pop_front();
+      task();
+    }
+  }
+
+  /// Moves the clock, running queued tasks and timers as they fall due.
+  void advance(double seconds) {
+    const double end = clock.time + seconds;
+    run();
+    while (const auto next = dueBefore(end)) {
+      clock.time = std::max(clock.time, next->due);
+      if (next->interval > 0)
+        next->due += next->interval;
+      else
+        next->cancelled = true;
+      next->task();
+      run();
+    }
+    clock.time = end;
+  }
+
+  [[nodiscard]] std::size_t timers() const {
+    return std::count_if(entries.begin(), entries.end(),
+                         [](const auto& entry) { return !entry->cancelled; });
+  }
+
+ private:
+  struct Entry {
+    double due;
+    double interval;
+    std::function<void()> task;
+    bool cancelled = false;
+  };
+  struct Handle : Timer {
+    explicit Handle(std::shared_ptr<Entry> owned) : entry(std::move(owned)) {}
+    ~Handle() override { entry->cancelled = true; }
+    std::shared_ptr<Entry> entry;
+  };
+
+  std::unique_ptr<Timer> add(double delay, double interval, std::function<void()> task) {
+    entries.push_back(std::make_shared<Entry>(
+        Entry{clock.time + std::max(delay, 0.0), interval, std::move(task)}));
+    return std::make_unique<Handle>(entries.back());
+  }
+
+  std::shared_ptr<Entry> dueBefore(double end) {
+    std::erase_if(entries, [](const auto& entry) { return entry->cancelled; });
+    std::shared_ptr<Entry> next;
+    for (const auto& entry : entries)
+      if (entry->due <= end && (!next || entry->due < next->due)) next = entry;
+    return next;
+  }
+
+  VirtualClock& clock;
+  std::deque<Task> tasks;
+  std::vector<std::shared_ptr<Entry>> entries;
+};
+
+}  // namespace quorvex

@@ -1,0 +1,127 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fakes/FakeEngine.h"
+#include "fakes/LogFile.h"
+#include "fakes/ManualQueue.h"
+#include "media/CaptureFormatChoice.h"
+#include "media/WebRTCClient.h"
+
+namespace quorvex {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+
+CaptureFormat format(int width, int height, std::vector<FrameRateRange> ranges = {}) {
+  return {width, height, 0, std::move(ranges)};
+}
+
+TEST(CaptureFormatChoice, takesTheNearestTo720pAndTheEarliestOfEquals) {
+  const auto chosen = [](const std::vector<CaptureFormat>& formats) {
+    return nearestFormat(formats).width;
+  };
+  EXPECT_EQ(chosen({format(640, 480), format(1280, 720), format(1920, 1080)}), 1280);
+  EXPECT_EQ(chosen({format(1920, 1080), format(640, 480)}), 640);
+  EXPECT_EQ(chosen({format(1024, 768), format(1536, 672)}), 1024);
+}
+
+TEST(CaptureFormatChoice, capturesAtThirtyFramesAtMost) {
+  EXPECT_EQ(captureFrameRate(format(1, 1, {{15}, {60}})), 30);
+  EXPECT_EQ(captureFrameRate(format(1, 1, {{29.97}})), 29);
+  EXPECT_EQ(captureFrameRate(format(1, 1)), 30);
+}
+
+class WebRTCClientTest : public ::testing::Test {
+ protected:
+  WebRTCClientTest() {
+    client->onRemoteTrack = [this](const auto& track) {
+      remote.push_back(track ? track->trackID() : "-");
+    };
+    client->onLocalTrack = [this](const auto& track) { local = track; };
+  }
+
+  LogFile log;
+  VirtualClock clock;
+  ManualQueue queue{clock};
+  FakeEngine engine;
+  std::vector<std::string> remote;
+  std::shared_ptr<RtcVideoTrack> local;
+  std::shared_ptr<WebRTCClient> client = std::make_shared<WebRTCClient>(engine, queue);
+};
+
+TEST_F(WebRTCClientTest, neverCapturesItsOwnCameraAndTriesAgainLater) {
+  engine.camera.devices = {{"v", "Quorvex Camera"}};
+  client->createPeerConnection({});
+  EXPECT_THAT(log.lines(), ElementsAre("webrtc: no physical camera",
+                                       "webrtc: peer connection created (0 ice servers)"));
+  EXPECT_FALSE(engine.last().addedTrack);
+  engine.camera.devices.push_back({"w", "quorvex camera"});
+  engine.camera.formats.clear();
+  client->createPeerConnection({});
+  EXPECT_THAT(log.lines(), Contains("webrtc: no camera format"));
+  engine.camera.formats = {format(640, 480)};
+  client->createPeerConnection({});
+  EXPECT_EQ(engine.camera.started, "quorvex camera 640x480@30");
+}
+
+TEST_F(WebRTCClientTest, keepsTheTrackOfACameraThatFailsToStart) {
+  engine.camera.startError = "busy";
+  client->createPeerConnection({});
+  queue.run();
+  EXPECT_TRUE(local);
+  EXPECT_THAT(log.lines(), Contains("webrtc: camera startCapture failed: busy"));
+}
+
+TEST_F(WebRTCClientTest, remembersTheBitrateButNotTheFrameRate) {
+  client->setMaxBitrate(1'500'000);
+  client->setMaxFramerate(15);
+  client->createPeerConnection({});
+  EXPECT_EQ(engine.last().sender->current.encodings[0].maxBitrateBps, 1'500'000);
+  EXPECT_FALSE(engine.last().sender->current.encodings[0].maxFramerate);
+  client->setMaxFramerate(60);
+  EXPECT_EQ(engine.last().sender->current.encodings[0].maxFramerate, 30);
+  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf(
+                               {"webrtc: maxBitrate set to 1500 kbps",
+                                "webrtc: maxFramerate set to 30 fps (server fps_suggestion)"}));
+}
+
+TEST_F(WebRTCClientTest, replacesAConnectionAndHearsNoMoreOfTheOldOne) {
+  client->createPeerConnection({});
+  const auto first = engine.peers.back();
+  const auto stale = first->observer.lock();
+  client->createPeerConnection({});
+  EXPECT_TRUE(first->closed);
+  EXPECT_EQ(first->addedTrack, engine.last().addedTrack) << "the camera's track stays";
+  stale->didAddReceiver({std::make_shared<FakeTrack>("old")});
+  engine.last().observer.lock()->didAddReceiver({nullptr});
+  engine.last().observer.lock()->didAddReceiver({std::make_shared<FakeTrack>("new")});
+  queue.run();
+  EXPECT_THAT(remote, ElementsAre("-", "-", "new"));
+  client->close();
+  queue.run();
+  EXPECT_EQ(remote.back(), "-");
+}
+
+TEST_F(WebRTCClientTest, saysWhyThereIsNoOffer) {
+  std::vector<bool> outcomes;
+  const auto offer = [&] {
+    client->createOffer([&](const auto& sdp) { outcomes.push_back(sdp.has_value()); });
+    queue.run();
+  };
+  offer();
+  client->createPeerConnection({});
+  offer();
+  engine.last().localError = "bad state";
+  offer();
+  engine.last().offers = false;
+  offer();
+  engine.last().offerDone(std::nullopt, "no codec");
+  queue.run();
+  EXPECT_THAT(outcomes, ElementsAre(false, true, false, false));
+  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"webrtc: setLocalDescription failed: bad state",
+                                                    "webrtc: createOffer failed: no codec"}));
+}
+
+}  // namespace
+}  // namespace quorvex

@@ -1,0 +1,277 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fakes/FakeService.h"
+#include "fakes/LogFile.h"
+#include "fakes/ManualQueue.h"
+#include "signaling/SignalingClient.h"
+
+namespace quorvex {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+struct Listener : SignalingClientDelegate {
+  void signalingDidFail(const std::string& message) override {
+    events.push_back("fail " + message);
+  }
+  void signalingDidReceiveIdentity() override { events.push_back("identity"); }
+  void promoteFromQueue() override { events.push_back("promote"); }
+  void signalingDidReceiveQueueStatus(const std::string& status,
+                                      std::optional<std::int64_t> position,
+                                      std::optional<std::int64_t> total) override {
+    events.push_back(status + " " + std::to_string(position.value_or(-1)) + "/" +
+                     std::to_string(total.value_or(-1)));
+  }
+  void signalingDidReceiveMessage(const Json& message) override {
+    events.push_back("message " + message["type"].get<std::string>());
+  }
+  std::vector<std::string> take() { return std::exchange(events, {}); }
+  std::vector<std::string> events;
+};
+
+struct Accounts : TokenStore {
+  std::optional<std::string> validAccessToken() override { return access; }
+  std::optional<std::string> storedRefreshToken() override { return refreshToken; }
+  void refresh(std::function<void(std::optional<std::string>)> completion) override {
+    completion(refreshed);
+  }
+  std::optional<std::string> currentUserUUID() override { return user; }
+  void invalidateAccessToken() override { access.reset(); }
+  std::optional<std::string> access, refreshToken, refreshed, user;
+};
+
+// {"brand_id":"acme"}
+const std::string kAcmeToken = "eyJicmFuZF9pZCI6ImFjbWUifQ.rest";
+
+class SignalingClientTest : public ::testing::Test {
+ protected:
+  SignalingClientTest() { client->setDelegate(listener); }
+
+  std::string mint() {
+    std::string outcome = "nothing";
+    client->mintSession([&](const auto& result) {
+      if (const auto* session = std::get_if<SignalingSession>(&result))
+        outcome = session->type + " " + session->userUUID + " " + session->brandID + " " +
+                  session->clientID.value_or("-");
+      else
+        outcome = std::get<SignalingError>(result).localizedDescription;
+    });
+    queue.run();
+    if (!http.pending.empty()) reply();
+    queue.run();
+    return outcome;
+  }
+  void reply() {
+    auto asked = http.take("api/session-token");
+    lastBody = asked.request.body.value_or("");
+    asked.completion(answer);
+  }
+  void open(const std::string& clientID = "c1") {
+    mint();
+    client->connectStatusSocket();
+    say(R"({"type":"identity","client_id":")" + clientID + "\"}");
+    listener->take();
+  }
+  void say(const std::string& text, WebSocketMessage::Kind kind = WebSocketMessage::Kind::text) {
+    sockets.last().say(text, kind);
+    queue.run();
+  }
+  std::vector<std::string> heard(const std::string& text) {
+    say(text);
+    return listener->take();
+  }
+  static HttpResult ok(std::string body) { return {std::nullopt, 200, {}, std::move(body)}; }
+
+  LogFile log;
+  VirtualClock clock;
+  ManualQueue queue{clock};
+  FakeHttp http;
+  FakeWebSockets sockets;
+  FakeDefaults defaults;
+  Accounts accounts;
+  std::shared_ptr<Listener> listener = std::make_shared<Listener>();
+  std::shared_ptr<SignalingClient> client =
+      std::make_shared<SignalingClient>(SignalingClient::Dependencies{
+          queue,
+          http,
+          sockets,
+          defaults,
+          {"https://web.example/", "https://api.example", "wss://api.example", "stun.example"},
+          &accounts});
+  HttpResult answer = ok(R"({"token":"t.x","user_uuid":"u1","type":"device"})");
+  std::string lastBody;
+};
+
+TEST_F(SignalingClientTest, mintsADeviceSessionAndSendsTheServicesIdFromThenOn) {
+  defaults.values["rc.deviceIdentifier.v1"] = "";
+  EXPECT_EQ(mint(), "device u1 quorvex -");
+  const auto first = Json::parse(lastBody)["device_id"].get<std::string>();
+  EXPECT_THAT(first, ::testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-"
+                                             "[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
+  mint();
+  EXPECT_EQ(Json::parse(lastBody)["device_id"], "u1");
+  EXPECT_THAT(log.lines(), Contains("signaling: minted token type=device brand=quorvex"));
+}
+
+TEST_F(SignalingClientTest, readsTheBrandOutOfTheToken) {
+  answer = ok(R"({"token":")" + kAcmeToken + R"(","user_uuid":"u"})");
+  EXPECT_EQ(mint(), "device u acme -");
+  EXPECT_EQ(brandClaim("eyJicmFuZF9pZCI6ImFjbWUifQ"), std::nullopt);
+  EXPECT_EQ(brandClaim("e30.x"), std::nullopt);
+  EXPECT_EQ(brandClaim("!!!!.x"), std::nullopt);
+  EXPECT_EQ(brandClaim("."), std::nullopt);
+}
+
+TEST_F(SignalingClientTest, saysWhyTheServiceGrantedNoSession) {
+  const std::vector<std::pair<HttpResult, std::string>> cases{
+      {{"no route", 0, {}, {}}, "no route"},
+      {{{}, 0, {}, {}}, "no HTTP response"},
+      {{{}, 500, {}, "busy"}, "session-token 500: busy"},
+      {{{}, 500, {}, "\xff\xfe"}, "session-token 500: "},
+      {{{}, 200, {}, {}}, "session-token 200: "},
+      {ok("<html>"), "session-token: malformed JSON"},
+      {ok(R"({"token":1,"user_uuid":"u"})"), "session-token: malformed JSON"},
+      {ok(R"({"token":"t"})"), "session-token: malformed JSON"},
+      {ok(std::string(100'000, '[')), "session-token: malformed JSON"}};
+  for (const auto& [reply, expected] : cases) {
+    answer = reply;
+    EXPECT_EQ(mint(), expected);
+  }
+}
+
+TEST_F(SignalingClientTest, prefersTheAccountAndFallsBackToTheDevice) {
+  accounts.access = kAcmeToken;
+  EXPECT_EQ(mint(), "device u1 quorvex -") << "a token without a user is no account";
+  accounts.user = "me";
+  EXPECT_EQ(mint(), "auth me acme -");
+  accounts.access.reset();
+  accounts.refreshToken = "r";
+  EXPECT_EQ(mint(), "device u1 quorvex -") << "a failed refresh is not an error";
+  accounts.refreshed = "fresh";
+  EXPECT_EQ(mint(), "auth me quorvex -");
+}
+
+TEST_F(SignalingClientTest, opensTheSocketWithTokenAndIdsAndAnswersIdentity) {
+  client->connectStatusSocket();
+  EXPECT_THAT(listener->take(), ElementsAre("fail no token"));
+  mint();
+  client->connectStatusSocket();
+  EXPECT_EQ(sockets.last().request.url, "wss://api.example/ws/status?user_uuid=u1");
+  EXPECT_EQ(sockets.last().request.headers.at("Authorization"), "Bearer t.x");
+  EXPECT_THAT(heard(R"({"type":"identity"})"), ElementsAre("fail identity without client_id"));
+  EXPECT_THAT(heard(R"({"type":"identity","client_id":"c 1"})"), ElementsAre("identity"));
+  EXPECT_EQ(Json::parse(sockets.last().sent.at(0)),
+            Json::parse(R"({"type":"device_info","client_id":"c 1","device_info":
+                {"os":"macOS","app":"quorvex-camera","userUuid":"u1"}})"));
+  EXPECT_EQ(mint(), "device u1 quorvex c 1") << "a new session asks for the same client";
+  client->connectStatusSocket();
+  EXPECT_EQ(sockets.last().request.url, "wss://api.example/ws/status?client_id=c%201&user_uuid=u1");
+  EXPECT_THAT(log.lines(), Contains("signaling: WS connecting (reconnect=true)"));
+}
+
+TEST_F(SignalingClientTest, routesWhatTheServiceSays) {
+  open();
+  EXPECT_THAT(heard(R"({"type":"control","action":"start_connection"})"), ElementsAre("promote"));
+  EXPECT_THAT(heard(R"({"type":"control","action":"dance"})"), ElementsAre("message control"));
+  EXPECT_THAT(heard(R"({"type":"status_update","status":"queued","position":3})"),
+              ElementsAre("queued 3/-1"));
+  EXPECT_THAT(heard(R"({"type":"status_update","status":"queued","position":3.5,
+                        "total_in_queue":9})"),
+              ElementsAre("queued -1/9"));
+  EXPECT_THAT(heard(R"({"type":"status_update","status":"lost"})"),
+              ElementsAre("message status_update"));
+  EXPECT_THAT(heard(R"({"type":"error","error_type":"PAUSE_TIMEOUT"})"),
+              ElementsAre("fail PAUSE_TIMEOUT"));
+  EXPECT_THAT(heard(R"({"type":"error"})"), ElementsAre("message error"));
+  say(R"({"type":"fps_suggestion","fps":15})", WebSocketMessage::Kind::binary);
+  EXPECT_THAT(listener->take(), ElementsAre("message fps_suggestion"));
+  for (const char* nonsense : {"", "[]", "{}", "{\"type\":7}", "\xff", "{\"type\":\"x\""})
+    EXPECT_THAT(heard(nonsense), IsEmpty()) << nonsense;
+  EXPECT_THAT(log.lines(), Contains("signaling: status_update queued position=3 total=-"));
+}
+
+TEST_F(SignalingClientTest, tellsALossFromAClosureAndForgetsARejectedToken) {
+  const std::vector<std::pair<int, std::vector<std::string>>> cases{
+      {1000, {}},
+      {1001, {}},
+      {1006, {"fail connection lost (1006)"}},
+      {0, {"fail connection lost (-1)"}},
+      {4001, {"fail 4001 token rejected"}}};
+  for (const auto& [code, expected] : cases) {
+    open();
+    accounts.access = "a";
+    sockets.last().end(code);
+    queue.run();
+    EXPECT_EQ(listener->take(), expected);
+    EXPECT_EQ(accounts.access.has_value(), code != 4001);
+    accounts.access.reset();
+  }
+  client->connectStatusSocket();
+  EXPECT_EQ(sockets.last().request.url, "wss://api.example/ws/status?user_uuid=u1");
+}
+
+TEST_F(SignalingClientTest, ignoresASocketThatHasBeenReplacedOrDropped) {
+  open();
+  auto old = sockets.opened.back();
+  client->connectStatusSocket();
+  old->say(R"({"type":"identity","client_id":"stale"})");
+  queue.run();
+  EXPECT_THAT(listener->take(), IsEmpty());
+  auto current = sockets.opened.back();
+  client->disconnectStatusSocket();
+  EXPECT_EQ(current->cancelledWith, 1001);
+  current->end(1006);
+  queue.run();
+  EXPECT_THAT(listener->take(), IsEmpty());
+}
+
+TEST_F(SignalingClientTest, sendsSettingsOnlyToAServiceThatKnowsIt) {
+  mint();
+  client->connectStatusSocket();
+  client->sendConfig({{"paused", true}});
+  EXPECT_THAT(sockets.last().sent, IsEmpty());
+  open();
+  sockets.last().sent.clear();
+  sockets.last().sendError = "broken pipe";
+  client->sendConfig({{"paused", true}});
+  client->sendControl("calibrate");
+  ASSERT_EQ(sockets.last().sent.size(), 2u);
+  EXPECT_EQ(Json::parse(sockets.last().sent[0]),
+            Json::parse(R"({"type":"config_update","client_id":"c1","config":{"paused":true}})"));
+  EXPECT_EQ(Json::parse(sockets.last().sent[1]),
+            Json::parse(R"({"type":"calibrate","client_id":"c1"})"));
+  EXPECT_THAT(log.lines(), Contains("signaling: WS send error: broken pipe"));
+}
+
+TEST_F(SignalingClientTest, postsOffersAndCandidatesInTheSessionsName) {
+  client->sendIceCandidate({"early", {}, 0});
+  queue.run();
+  EXPECT_TRUE(http.pending.empty());
+  open();
+  client->sendIceCandidate({"candidate:1", std::nullopt, 0});
+  client->postOffer("v=0", Json{{"enhance", false}}, [](auto) {});
+  queue.run();
+  const auto offer = http.take("/ws/offer").request;
+  EXPECT_EQ(offer.url, "https://api.example/ws/offer");
+  EXPECT_EQ(offer.headers.at("X-Brand-Id"), "quorvex");
+  EXPECT_EQ(offer.headers.at("Authorization"), "Bearer t.x");
+  EXPECT_EQ(Json::parse(*offer.body), Json::parse(R"({"sdp":"v=0","type":"offer","client_id":"c1",
+      "token":"t.x","face_swap_config":{"enhance":false}})"));
+  EXPECT_EQ(Json::parse(*http.take("/ws/ice-candidate").request.body),
+            Json::parse(R"({"candidate":{"candidate":"candidate:1","sdpMid":null,
+                "sdpMLineIndex":0},"client_id":"c1"})"));
+}
+
+TEST_F(SignalingClientTest, keepsTokensAndDescriptionsOutOfTheLog) {
+  answer = ok(R"({"token":"sekret.token","user_uuid":"u1"})");
+  open();
+  client->postOffer("v=0 sekret-sdp", {}, [](auto) {});
+  http.reply("/ws/offer", 200, R"({"sdp":"sekret-answer"})");
+  EXPECT_EQ(log.text().find("sekret"), std::string::npos) << log.text();
+}
+
+}  // namespace
+}  // namespace quorvex

@@ -1,0 +1,189 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fakes/AllocationCounter.h"
+#include "fakes/FakeCmio.h"
+#include "fakes/FakeService.h"
+#include "fakes/LogFile.h"
+#include "fakes/ManualQueue.h"
+#include "fakes/Pictures.h"
+#include "media/RemoteFrameRenderer.h"
+#include "sink/FrameProducer.h"
+
+namespace quorvex {
+namespace {
+
+using ::testing::Contains;
+
+/// Hands a task to a one-slot queue that never allocates.
+class OneSlotQueue : public DispatchQueue {
+ public:
+  void async(Task task) override { slot = std::move(task); }
+  std::unique_ptr<Timer> after(Seconds, Task) override { return nullptr; }
+  std::unique_ptr<Timer> every(Seconds, Seconds, std::function<void()>) override { return nullptr; }
+  void run() {
+    Task task = std::move(slot);
+    if (task) task();
+  }
+
+ private:
+  Task slot;
+};
+
+class FrameProducerTest : public ::testing::Test {
+ protected:
+  FrameProducerTest() { cmio.devices = {{7, "Quorvex Camera", {8, 9}}}; }
+  void start() {
+    producer->start();
+    queue->run();
+  }
+  void push(const PixelBufferRef& picture) {
+    producer->push(picture);
+    queue->run();
+  }
+  /// Frames arrive 30 times a second and the device takes none while `stuck`.
+  void stream(double seconds, bool stuck) {
+    for (double passed = 0; passed < seconds; passed += 1.0 / 30) {
+      push(frame);
+      if (!stuck && cmio.queue) cmio.queue->samples.clear();
+      queue->advance(1.0 / 30);
+    }
+  }
+
+  LogFile log;
+  VirtualClock clock;
+  ManualQueue mainQueue{clock};
+  std::shared_ptr<ManualQueue> queue = std::make_shared<ManualQueue>(clock);
+  FakeCmio cmio;
+  FakeSystemLog systemLog;
+  std::shared_ptr<FrameProducer> producer = std::make_shared<FrameProducer>(
+      FrameProducer::Dependencies{cmio, mainQueue, queue, clock, systemLog});
+  PixelBufferRef frame = makeBuffer(1280, 720);
+};
+
+TEST_F(FrameProducerTest, accountsForEveryFrame) {
+  push(frame);
+  start();
+  for (int i = 0; i < 5; ++i) push(frame);
+  cmio.queue->samples.clear();
+  push(PixelBufferRef());
+  cmio.queue->status = -50;
+  push(frame);
+  const auto counts = producer->statistics();
+  EXPECT_EQ(counts.dropNotReady, 1u);
+  EXPECT_EQ(counts.enqueued, 4u);
+  EXPECT_EQ(counts.dropQueueFull, 1u);
+  EXPECT_EQ(counts.dropMakeFail, 1u);
+  EXPECT_EQ(counts.dropEnqErr, 1u);
+  for (int i = 0; i < 51; ++i) push(frame);
+  EXPECT_THAT(log.lines(), ::testing::Not(Contains(::testing::HasSubstr("sink push"))));
+  push(frame);
+  EXPECT_THAT(log.lines(),
+              Contains("sink push: enqueued=4 drops/errs=56 drained=0 q=0/4 [notReady=1 full=1 "
+                       "makeFail=1 enqErr=53 lastErr=-50 scaleErr=0 sbufErr=-12710]"));
+}
+
+TEST_F(FrameProducerTest, passesFullSizeFramesAsTheyAreAndFitsOthers) {
+  start();
+  producer->flipped = true;
+  push(frame);
+  push(makeBuffer(640, 480));
+  ASSERT_EQ(cmio.queue->samples.size(), 2u);
+  EXPECT_EQ(cmio.queue->samples[0].imageBuffer, frame) << "not even mirrored";
+  const auto& fitted = cmio.queue->samples[1];
+  EXPECT_EQ(fitted.imageBuffer->width(), 1280);
+  EXPECT_EQ(fitted.imageBuffer->cleanAperture, (PixelRect{160, 0, 960, 720}));
+  EXPECT_EQ(fitted.timing.duration.timescale, 30);
+  EXPECT_EQ(fitted.timing.presentationTimeStamp.value, 1'000'000'000'000);
+}
+
+TEST_F(FrameProducerTest, handsOnAFrameThatFindsNoOutputBuffer) {
+  start();
+  std::vector<CMSampleBuffer> held;
+  const auto small = makeBuffer(64, 36);
+  for (int i = 0; i <= kPixelBufferPoolLimit; ++i) {
+    push(small);
+    held.push_back(cmio.queue->samples.front());
+    cmio.queue->samples.clear();
+  }
+  EXPECT_EQ(held.back().imageBuffer, small);
+  EXPECT_EQ(producer->statistics().errors(), 0u);
+}
+
+TEST_F(FrameProducerTest, allocatesNothingFromTheEnginesCallbackToTheSinkQueue) {
+  auto sinkQueue = std::make_shared<OneSlotQueue>();
+  auto steady = std::make_shared<FrameProducer>(
+      FrameProducer::Dependencies{cmio, mainQueue, sinkQueue, clock, systemLog});
+  steady->start();
+  sinkQueue->run();
+  RemoteFrameRenderer renderer([&](const PixelBufferRef& buffer) { steady->push(buffer); });
+  const I420Picture picture(1280, 720);
+  const RtcVideoFrame received{.pixelBuffer = {}, .i420 = picture.view};
+  const auto deliver = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      renderer.renderFrame(&received);
+      sinkQueue->run();
+      cmio.queue->samples.clear();
+    }
+  };
+  deliver(10);
+  const int before = allocationCount();
+  deliver(40);  // short of the statistics line, which is text
+  EXPECT_EQ(allocationCount() - before, 0);
+  EXPECT_EQ(steady->statistics().enqueued, 50u);
+}
+
+TEST_F(FrameProducerTest, rebuildsAStuckSinkThreeTimesThenGivesUpUntilItRecovers) {
+  int wedged = 0, ready = 0;
+  producer->onSinkWedged = [&] { ++wedged; };
+  producer->onSinkReady = [&] { ++ready; };
+  start();
+  stream(1, false);
+  cmio.startStatus = kNoError;
+  // The device accepts its queue and then nothing more.
+  const auto stick = [&] { cmio.queue->status = -1; };
+  stick();
+  for (int i = 0; i < 300; ++i) {
+    stream(0.1, true);
+    stick();
+  }
+  mainQueue.run();
+  EXPECT_EQ(cmio.stops, 3);
+  EXPECT_EQ(wedged, 1);
+  EXPECT_EQ(ready, 4);
+  auto lines = log.lines();
+  EXPECT_THAT(lines, Contains(::testing::MatchesRegex(
+                         "sink watchdog: frames arriving but NONE delivered for [0-9.]+s — "
+                         "rebuilding CMIO sink \\(#3/3\\)")));
+  cmio.queue->status = kNoError;
+  stream(2, false);
+  EXPECT_THAT(log.lines(), Contains("sink watchdog: delivery recovered"));
+}
+
+TEST_F(FrameProducerTest, leavesASinkAloneThatGetsNoFrames) {
+  start();
+  stream(1, false);
+  queue->advance(60);
+  EXPECT_EQ(cmio.stops, 0);
+}
+
+TEST_F(FrameProducerTest, connectsNoFurtherThanTheDeviceLets) {
+  cmio.copyStatus = -5;
+  start();
+  push(frame);
+  EXPECT_EQ(producer->statistics().dropNotReady, 1u);
+  cmio.copyStatus = kNoError;
+  cmio.startStatus = -6;
+  cmio.listener();
+  mainQueue.run();
+  queue->run();
+  push(frame);
+  EXPECT_EQ(producer->statistics().dropNotReady, 2u);
+  EXPECT_THAT(log.lines(),
+              ::testing::IsSupersetOf({"CMIOStreamCopyBufferQueue status=-5",
+                                       "device-list changed; re-attempting sink connect",
+                                       "CMIODeviceStartStream status=-6"}));
+}
+
+}  // namespace
+}  // namespace quorvex
