@@ -148,6 +148,10 @@ void FrameProducer::push(PixelBufferRef pixelBuffer) {
 
 void FrameProducer::pushOnSinkQueue(const PixelBufferRef& pixelBuffer) {
   lastEnqueueAttemptTS = needs.clock.now();
+  if (pixelBuffer) {
+    frameWidth = pixelBuffer->width();
+    frameHeight = pixelBuffer->height();
+  }
   if (!sinkQueue || !readyToEnqueue)
     ++dropNotReady;
   else if (sinkQueue->CMSimpleQueueGetCount() >= sinkQueue->CMSimpleQueueGetCapacity())
@@ -215,7 +219,9 @@ SinkStatistics FrameProducer::statistics() const {
           .dropQueueFull = dropQueueFull,
           .dropMakeFail = dropMakeFail,
           .dropEnqErr = dropEnqErr,
-          .queueAltered = queueAltered};
+          .queueAltered = queueAltered,
+          .frameWidth = frameWidth,
+          .frameHeight = frameHeight};
 }
 
 void FrameProducer::logPushStats() const {

@@ -24,6 +24,8 @@ struct SinkStatistics {
   std::uint64_t dropMakeFail = 0;
   std::uint64_t dropEnqErr = 0;
   std::uint64_t queueAltered = 0;  ///< times the device took a frame
+  int frameWidth = 0;              ///< of the last frame pushed, before it was fitted
+  int frameHeight = 0;
 
   [[nodiscard]] std::uint64_t errors() const {
     return dropNotReady + dropQueueFull + dropMakeFail + dropEnqErr;
@@ -115,6 +117,8 @@ class FrameProducer : public std::enable_shared_from_this<FrameProducer> {
   Counter dropQueueFull{0};
   Counter dropMakeFail{0};
   Counter dropEnqErr{0};
+  std::atomic<int> frameWidth{0};
+  std::atomic<int> frameHeight{0};
 };
 
 }  // namespace quorvex

@@ -1,13 +1,21 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
+#include <optional>
 #include <string>
 
 #include "platform/CoreMedia.h"
 
 namespace quorvex {
 
+/// What "Quorvex Camera" shows, whichever way it leaves the host: 420v pictures of this size.
+constexpr int kVirtualCameraWidth = 1280;
+constexpr int kVirtualCameraHeight = 720;
+constexpr int kVirtualCameraFrameRate = 30;
+
 /// One way in which the pictures of "Quorvex Camera" leave the host: a PipeWire node, a socket.
+/// Thread-safe, but for what is said below.
 class VirtualCameraOutput {
  public:
   virtual ~VirtualCameraOutput() = default;
@@ -15,16 +23,34 @@ class VirtualCameraOutput {
   /// What a person calls it, for log lines.
   [[nodiscard]] virtual std::string name() const = 0;
 
-  /// Whether it can take pictures now; false while what it stands on (a daemon) is away. Any thread.
-  [[nodiscard]] virtual bool available() const = 0;
-
-  /// `changed` is called, on any thread, whenever `available` may answer differently. Set once,
-  /// before anything else.
-  virtual void onAvailabilityChanged(std::function<void()> changed) = 0;
+  /// Whether somebody reads the camera through this output now.
+  [[nodiscard]] virtual bool watched() const = 0;
 
   /// Hands it one 1280x720 420v picture. Called on the device's consumer thread; never waits for a
   /// reader: what a slow reader cannot take is dropped whole.
   virtual void deliver(const CMSampleBuffer& sample) = 0;
+
+  /// Whether it can take pictures now; false while what it stands on (a daemon) is away.
+  [[nodiscard]] bool available() const;
+
+  /// One line for a person: what keeps it from taking pictures, and the mend. None while available.
+  [[nodiscard]] std::optional<std::string> whyUnavailable() const;
+
+  /// `changed` is called, on any thread, whenever `available` has come to answer differently. It
+  /// must not call back here. An empty one ends it: on return no call is running or will come.
+  void onAvailabilityChanged(std::function<void()> changed);
+
+ protected:
+  void setAvailable() { setObstacle({}); }
+  void setUnavailable(std::string why) { setObstacle(std::move(why)); }
+
+ private:
+  void setObstacle(std::optional<std::string> why);
+
+  mutable std::mutex mutex;
+  std::optional<std::string> obstacle = "It is starting; try again in a moment";  // by mutex
+  std::mutex calling;             ///< held while `changed` runs; never taken while holding mutex
+  std::function<void()> changed;  // protected by calling
 };
 
 }  // namespace quorvex

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Everything that has to hold: format, layers, lint, all tests, and the unit tests again under
+# AddressSanitizer and UndefinedBehaviorSanitizer. Installs what is missing first.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+step() { printf '\n== %s (%d s)\n' "$1" "$SECONDS"; }
+jobs=$(nproc)
+
+scripts/install-packages.sh run test
+
+step "Format"
+find src service tests bench \( -name '*.h' -o -name '*.cpp' \) -print0 |
+  xargs -0 clang-format --dry-run --Werror
+
+step "Layers"
+scripts/check-layers.sh
+
+step "Build"
+cmake --preset release -DQUORVEX_TESTS=ON -DQUORVEX_BENCH=ON >/dev/null
+cmake --build --preset release
+
+step "Lint"
+scripts/lint.sh build/release
+
+step "Tests"
+ctest --test-dir build/release --output-on-failure -j "$jobs"
+
+step "Unit tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+cmake --preset asan -DQUORVEX_TESTS=ON -DQUORVEX_BENCH=OFF >/dev/null
+cmake --build --preset asan --target unit_tests
+ctest --test-dir build/asan --output-on-failure -j "$jobs" -L unit
+
+step "All is well"

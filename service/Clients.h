@@ -1,0 +1,51 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "service/IceCandidate.h"
+#include "service/MediaPeer.h"
+#include "service/ServiceLoop.h"
+#include "service/Socket.h"
+#include "service/SwapSettings.h"
+
+namespace quorvex::service {
+
+/// One host as the service knows it, from its first status socket until some time after its last.
+struct Client {
+  std::string id;
+  std::string userUuid;
+  std::weak_ptr<SocketLink> link;  ///< its status socket; none while it is away
+  SwapSettings settings;
+  std::unique_ptr<MediaPeer> peer;
+  std::string iceUfrag;                 ///< of the offer that `peer` answers
+  std::vector<IceCandidate> candidates;  ///< those that came before their offer
+  std::unique_ptr<Timer> removal;       ///< set while it is away
+};
+
+/// The registry of clients. Used on the service's thread.
+class Clients {
+ public:
+  static constexpr std::size_t kMost = 64;
+  static constexpr Seconds kGrace{10};  ///< a client that is away this long is forgotten
+
+  explicit Clients(ServiceLoop& serviceLoop) : loop(serviceLoop) {}
+
+  /// The client of a newly opened status socket: the one named `wantedId` when there is one and it
+  /// is this user's, else a new one. A socket it already had is closed. Null when the house is full.
+  Client* connect(const std::string& wantedId, const std::string& userUuid,
+                  const std::shared_ptr<SocketLink>& link);
+  /// `link` has ended. If it is still the client's, its time to return begins.
+  void disconnected(const std::string& id, const std::shared_ptr<SocketLink>& link);
+
+  /// Null when there is none.
+  [[nodiscard]] Client* find(const std::string& id);
+
+ private:
+  ServiceLoop& loop;
+  std::map<std::string, Client> byId;
+};
+
+}  // namespace quorvex::service

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+namespace quorvex::service {
+
+/// One HTTP request, read to its end.
+struct HttpRequest {
+  std::string method;
+  std::string path;                          ///< without the query
+  std::map<std::string, std::string> query;  ///< percent-decoded
+  std::map<std::string, std::string> headers;  ///< by name in lower case
+  std::string body;
+
+  [[nodiscard]] std::optional<std::string> header(const std::string& lowerCaseName) const {
+    const auto found = headers.find(lowerCaseName);
+    return found == headers.end() ? std::nullopt : std::optional(found->second);
+  }
+};
+
+struct HttpReply {
+  int status = 200;
+  std::optional<nlohmann::json> body;
+  std::map<std::string, std::string> headers;
+};
+
+/// Thrown where a request or a message is wrong; `why` is one sentence naming what is wrong and what
+/// is expected. The router makes it the reply, the status socket an error message.
+struct Refusal {
+  int status = 400;
+  std::string why;
+};
+
+/// Takes the reply of one request: called once, on the service's thread.
+using Respond = std::function<void(HttpReply)>;
+using Endpoint = std::function<void(const HttpRequest&, Respond)>;
+
+}  // namespace quorvex::service

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "service/Http.h"
+
+namespace quorvex::service {
+
+/// Reads the members of a JSON object that came from outside. Everything that is missing or of the
+/// wrong type ends in a `Refusal` naming the member and what it should be.
+class JsonMembers {
+ public:
+  /// `what` names the text in refusals, for example "the body".
+  static JsonMembers parse(const std::string& text, const std::string& what);
+
+  [[nodiscard]] bool isEmpty() const { return object.empty(); }
+  [[nodiscard]] bool has(const char* name) const { return object.contains(name); }
+  [[nodiscard]] const std::string& text(const char* name) const;
+  [[nodiscard]] const std::string& textOfSome(const char* name) const;  ///< not empty
+  [[nodiscard]] bool flag(const char* name) const;
+  [[nodiscard]] std::int32_t integer(const char* name) const;
+  [[nodiscard]] std::optional<std::string> textOrNull(const char* name) const;
+  [[nodiscard]] JsonMembers members(const char* name) const;
+  /// Refuses every member that is not one of these.
+  void allowOnly(const std::set<std::string>& names) const;
+
+ private:
+  JsonMembers(std::shared_ptr<const nlohmann::json> whole, const nlohmann::json& part,
+              std::string path)
+      : root(std::move(whole)), object(part), prefix(std::move(path)) {}
+
+  [[nodiscard]] const nlohmann::json& member(const char* name, const char* expected) const;
+  [[noreturn]] void refuse(const std::string& name, const std::string& expected) const;
+
+  std::shared_ptr<const nlohmann::json> root;
+  const nlohmann::json& object;
+  std::string prefix;  ///< of member names in refusals, for example "config."
+};
+
+}  // namespace quorvex::service

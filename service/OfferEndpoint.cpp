@@ -1,0 +1,100 @@
+#include "service/OfferEndpoint.h"
+
+#include "service/Router.h"
+
+namespace quorvex::service {
+namespace {
+
+constexpr std::size_t kMostEarlyCandidates = 64;
+
+/// What follows `mark`, up to the end of the word; empty when it is not there.
+std::string wordAfter(const std::string& text, const std::string& mark) {
+  const auto found = text.find(mark);
+  if (found == std::string::npos) return "";
+  const auto start = found + mark.size();
+  return text.substr(start, text.find_first_of(" \r\n", start) - start);
+}
+
+std::string ufragOf(const IceCandidate& candidate) {
+  return wordAfter(candidate.candidate, " ufrag ");
+}
+
+HttpReply replyOf(const std::variant<MediaPeer::Answer, Refusal>& result) {
+  if (const auto* refusal = std::get_if<Refusal>(&result)) return Router::refused(*refusal);
+  return {.status = 200,
+          .body = nlohmann::json{{"sdp", std::get<MediaPeer::Answer>(result).sdp},
+                                 {"type", "answer"},
+                                 {"face_swap_ready", true}},
+          .headers = {}};
+}
+
+}  // namespace
+
+OfferEndpoint::OfferEndpoint(const Tokens& issued, Clients& registry, MediaEngine& media,
+                             std::optional<PictureSize> size)
+    : tokens(issued), clients(registry), engine(media), sentSize(size) {}
+
+Client& OfferEndpoint::clientOf(const JsonMembers& body, const Authorization& by) {
+  Client* client = clients.find(body.text("client_id"));
+  if (!client)
+    throw Refusal{404, "member \"client_id\" must be the one of the status socket's \"identity\""};
+  if (client->userUuid != by.claims.userUuid)
+    throw Refusal{403, "member \"client_id\" must be a client of the token's user"};
+  return *client;
+}
+
+void OfferEndpoint::offer(const HttpRequest& request, Respond respond) {
+  requireJson(request);
+  const Authorization by = authorize(request, tokens);
+  const auto body = JsonMembers::parse(request.body, "the body");
+  body.allowOnly({"sdp", "type", "client_id", "token", "face_swap_config"});
+  const std::string& sdp = body.textOfSome("sdp");
+  if (body.text("type") != "offer") throw Refusal{400, "member \"type\" must be \"offer\""};
+  if (body.text("token") != by.token)
+    throw Refusal{400, "member \"token\" must be the token of header Authorization"};
+  Client& client = clientOf(body, by);
+  if (body.has("face_swap_config"))
+    client.settings.takeFace(body.members("face_swap_config"));
+  else
+    client.settings.targetFace.clear();
+  answer(client, sdp, std::move(respond));
+}
+
+void OfferEndpoint::answer(Client& client, const std::string& sdp, Respond respond) {
+  client.iceUfrag = wordAfter(sdp, "a=ice-ufrag:");
+  client.peer = nullptr;
+  client.peer = std::make_unique<MediaPeer>(
+      engine, sentSize, sdp,
+      [respond = std::move(respond)](const auto& result) { respond(replyOf(result)); },
+      [this, id = client.id] {
+        if (Client* failed = clients.find(id)) failed->peer = nullptr;
+      });
+  for (const auto& early : client.candidates)
+    if (ufragOf(early) == client.iceUfrag) client.peer->add(early);
+  client.candidates.clear();
+}
+
+void OfferEndpoint::candidate(const HttpRequest& request, const Respond& respond) {
+  requireJson(request);
+  const Authorization by = authorize(request, tokens);
+  const auto body = JsonMembers::parse(request.body, "the body");
+  body.allowOnly({"candidate", "client_id"});
+  const auto members = body.members("candidate");
+  members.allowOnly({"candidate", "sdpMid", "sdpMLineIndex"});
+  const IceCandidate candidate{.candidate = members.text("candidate"),
+                               .sdpMid = members.textOrNull("sdpMid").value_or(""),
+                               .sdpMLineIndex = members.integer("sdpMLineIndex")};
+  if (!MediaPeer::isReadable(candidate))
+    throw Refusal{400, "member \"candidate.candidate\" must be an ICE candidate line"};
+
+  Client& client = clientOf(body, by);
+  const std::string ufrag = ufragOf(candidate);
+  if (client.peer && (ufrag.empty() || ufrag == client.iceUfrag)) {
+    client.peer->add(candidate);
+  } else if (client.candidates.size() < kMostEarlyCandidates) {
+    client.candidates.push_back(candidate);
+  }
+  respond({.status = 204, .body = {}, .headers = {}});
+}
+
+}  // namespace quorvex::service

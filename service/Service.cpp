@@ -1,0 +1,72 @@
+#include "service/Service.h"
+
+#include <unistd.h>
+
+#include "service/Clients.h"
+#include "service/DiagnosticReports.h"
+#include "service/HttpServer.h"
+#include "service/MediaEngine.h"
+#include "service/OfferEndpoint.h"
+#include "service/Router.h"
+#include "service/SessionEndpoint.h"
+#include "service/StatusSocket.h"
+#include "service/Tokens.h"
+
+namespace quorvex::service {
+
+/// In the order in which the parts stand on each other.
+struct Service::Parts {
+  Parts(ServiceLoop& loop, const Options& given)
+      : options(given),
+        engine([&loop](Task task) { loop.async(std::move(task)); }),
+        clients(loop),
+        sessions(tokens, options.iceServers),
+        offers(tokens, clients, engine, options.size),
+        server(loop, router, options.log) {
+    const auto to = [](auto& endpoint, auto operation) {
+      return [&endpoint, operation](const HttpRequest& request, const Respond& respond) {
+        (endpoint.*operation)(request, respond);
+      };
+    };
+    router.add("POST", "/api/session-token", to(sessions, &SessionEndpoint::mint));
+    router.add("GET", "/api/turn-credentials", to(sessions, &SessionEndpoint::turnCredentials));
+    router.add("POST", "/ws/offer", to(offers, &OfferEndpoint::offer));
+    router.add("POST", "/ws/ice-candidate", to(offers, &OfferEndpoint::candidate));
+    router.add("POST", "/api/diagnostic-report", to(diagnostics, &DiagnosticReports::take));
+    router.addSocket("/ws/status", [this](const HttpRequest& request) {
+      return std::make_unique<StatusSocket>(clients, tokens, request);
+    });
+  }
+
+  Options options;
+  Tokens tokens;
+  MediaEngine engine;
+  Clients clients;
+  SessionEndpoint sessions;
+  OfferEndpoint offers;
+  DiagnosticReports diagnostics;
+  Router router;
+  HttpServer server;
+};
+
+Service::Service(ServiceLoop& loop, const Options& options)
+    : parts(std::make_unique<Parts>(loop, options)) {}
+Service::~Service() = default;
+
+std::optional<std::string> Service::listen() {
+  const auto error = parts->server.listen(parts->options.port);
+  if (!error) return std::nullopt;
+  return "port " + std::to_string(parts->options.port) + " of 127.0.0.1 cannot be had (" + *error +
+         "); choose another with --port";
+}
+
+std::string Service::addressLine() const {
+  const std::string place = "://127.0.0.1:" + std::to_string(port()) + "/";
+  const nlohmann::json line = {
+      {"web", "http" + place}, {"api", "http" + place}, {"socket", "ws" + place}, {"pid", getpid()}};
+  return line.dump();
+}
+
+std::uint16_t Service::port() const { return parts->server.port(); }
+
+}  // namespace quorvex::service

@@ -1,0 +1,36 @@
+#include "service/SwapSettings.h"
+
+#include "service/Encoding.h"
+
+namespace quorvex::service {
+namespace {
+
+void takeTargetFace(const JsonMembers& from, SwapSettings& to) {
+  const std::string& face = from.text("target_face_b64");
+  if (!isBase64(face))
+    throw Refusal{400, "member \"target_face_b64\" must be standard base64 without line breaks"};
+  to.targetFace = face;
+}
+
+}  // namespace
+
+void SwapSettings::takeFace(const JsonMembers& face) {
+  face.allowOnly({"target_face_b64", "enhance"});
+  SwapSettings next = *this;
+  takeTargetFace(face, next);
+  next.enhance = face.flag("enhance");
+  *this = std::move(next);
+}
+
+void SwapSettings::takeUpdate(const JsonMembers& config) {
+  config.allowOnly({"target_face_b64", "enhance", "mouth_mask", "paused"});
+  if (config.isEmpty()) throw Refusal{400, "member \"config\" must hold at least one setting"};
+  SwapSettings next = *this;
+  if (config.has("target_face_b64")) takeTargetFace(config, next);
+  if (config.has("enhance")) next.enhance = config.flag("enhance");
+  if (config.has("mouth_mask")) next.mouthMask = config.flag("mouth_mask");
+  if (config.has("paused")) next.paused = config.flag("paused");
+  *this = std::move(next);
+}
+
+}  // namespace quorvex::service

@@ -1,0 +1,44 @@
+#include "service/SwapTrack.h"
+
+#include <libyuv.h>
+
+#include "api/video/i420_buffer.h"
+#include "rtc_base/time_utils.h"
+
+namespace quorvex::service {
+namespace {
+
+// More pictures than the encoder ever holds at a time; beyond it a frame is left out.
+constexpr std::size_t kMostPictures = 12;
+
+}  // namespace
+
+SwapTrack::SwapTrack(rtc::scoped_refptr<PushVideoSource> into, std::optional<PictureSize> size)
+    : source(std::move(into)), outputSize(size), pool(false, kMostPictures) {}
+
+void SwapTrack::OnFrame(const webrtc::VideoFrame& frame) {
+  rtc::scoped_refptr<webrtc::I420BufferInterface> received = frame.video_frame_buffer()->ToI420();
+  if (received && frame.rotation() != webrtc::kVideoRotation_0)
+    received = webrtc::I420Buffer::Rotate(*received, frame.rotation());
+  if (!received) return;
+  const PictureSize size =
+      outputSize.value_or(PictureSize{received->width(), received->height()});
+  const auto picture = pool.CreateI420Buffer(size.width, size.height);
+  if (!picture) return;
+  libyuv::I420Scale(received->DataY(), received->StrideY(), received->DataU(), received->StrideU(),
+                    received->DataV(), received->StrideV(), received->width(), received->height(),
+                    picture->MutableDataY(), picture->StrideY(), picture->MutableDataU(),
+                    picture->StrideU(), picture->MutableDataV(), picture->StrideV(), size.width,
+                    size.height, libyuv::kFilterBox);
+  effect.apply({.width = size.width,
+                .height = size.height,
+                .y = picture->MutableDataY(),
+                .u = picture->MutableDataU(),
+                .v = picture->MutableDataV(),
+                .strideY = picture->StrideY(),
+                .strideU = picture->StrideU(),
+                .strideV = picture->StrideV()});
+  source->push(picture, rtc::TimeNanos());
+}
+
+}  // namespace quorvex::service

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "api/video/video_frame.h"
+#include "api/video/video_sink_interface.h"
+#include "common_video/include/video_frame_buffer_pool.h"
+#include "linux/webrtc/PushVideoSource.h"
+#include "service/Options.h"
+#include "service/SwapEffect.h"
+
+namespace quorvex::service {
+
+/// Takes each decoded frame of one track, on the WebRTC library's decoding thread, and pushes its
+/// swapped picture into a source at once, there.
+class SwapTrack : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
+ public:
+  /// `size` of the pictures pushed; none: as received.
+  SwapTrack(rtc::scoped_refptr<PushVideoSource> into, std::optional<PictureSize> size);
+
+  void OnFrame(const webrtc::VideoFrame& frame) override;
+
+ private:
+  rtc::scoped_refptr<PushVideoSource> source;
+  std::optional<PictureSize> outputSize;
+  webrtc::VideoFrameBufferPool pool;
+  SwapEffect effect;
+};
+
+}  // namespace quorvex::service

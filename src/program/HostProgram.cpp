@@ -1,0 +1,122 @@
+#include "program/HostProgram.h"
+
+#include <time.h>
+
+#include <QCoreApplication>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+#include "app/HostLog.h"
+#include "linux/qt/NetworkThread.h"
+#include "linux/threads/ThreadQueue.h"
+#include "program/CameraChoice.h"
+
+namespace quorvex {
+namespace {
+
+std::int64_t monotonicNanoseconds() {
+  timespec now{};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
+}
+
+}  // namespace
+
+HostProgram::HostProgram(Setup wanted, Console& terminal)
+    : setup(std::move(wanted)),
+      console(terminal),
+      defaults(setup.settingsPath, [say = logAndNote()](const std::string& line) { say(line); }),
+      network(std::make_shared<NetworkThread>()),
+      http(network),
+      webSockets(network),
+      ledger(std::make_shared<FrameLedger>()),
+      probe(ledger),
+      virtualCamera(setup.options, logAndNote()),
+      cmio(
+          virtualCamera.outputs(), [](std::string_view line) { hostLog(line); },
+          [this](const CMSampleBuffer& sample) {
+            if (sample.imageBuffer && cameraPaintsNumbers)
+              probe.frameDelivered(*sample.imageBuffer, monotonicNanoseconds());
+          }),
+      camera(std::make_shared<CountingCamera>(
+          makeCamera(chosenCamera(setup.options), setup.options, ledger, logAndNote()),
+          logAndNote())),
+      cameraPaintsNumbers(chosenCamera(setup.options) == Options::Camera::pattern),
+      engine(camera, setup.serviceIsLocal),
+      delegate(std::make_shared<AppDelegate>(platform(), setup.endpoints)),
+      monitor(mainQueue, clock, console, watched()) {}
+
+HostProgram::~HostProgram() {
+  delegate.reset();
+  // What still waits in the loop may hold the engine's objects, which must go before the engine.
+  QCoreApplication::processEvents();
+}
+
+std::function<void(std::string_view)> HostProgram::logAndNote() {
+  return [&terminal = console](std::string_view line) {
+    hostLog(line);
+    terminal.note(line);
+  };
+}
+
+AppDelegate::Platform HostProgram::platform() {
+  return {.mainQueue = mainQueue,
+          .makeSerialQueue =
+              [](const std::string& label) {
+                return std::make_shared<ThreadQueue>(label, ThreadQueue::Priority::userInteractive);
+              },
+          .clock = clock,
+          .http = http,
+          .webSockets = webSockets,
+          .defaults = defaults,
+          .systemLog = systemLog,
+          .cmio = cmio,
+          .rtcEngine = engine,
+          .environment = [](const char* name) -> std::optional<std::string> {
+            const char* value = std::getenv(name);
+            return value ? std::optional<std::string>(value) : std::nullopt;
+          }};
+}
+
+RunMonitor::Sources HostProgram::watched() {
+  RunMonitor::Sources sources;
+  sources.status = [this] { return delegate->appModel().statusText.get(); };
+  sources.captured = [this] { return camera->captured(); };
+  sources.sink = [this] { return delegate->sinkStatistics(); };
+  if (cameraPaintsNumbers) sources.latency = [this] { return probe.summary(); };
+  return sources;
+}
+
+int HostProgram::run() {
+  console.note(virtualCamera.explanation());
+  console.note("Log: " + hostLogPath());
+  if (chosenCamera(setup.options) == Options::Camera::automatic && camera->captureDevices().empty())
+    console.note("There is no webcam; plug one in, or use --camera pattern");
+  delegate->applicationDidFinishLaunching();
+  monitor.start();
+  std::unique_ptr<Timer> end;
+  if (setup.options.seconds)
+    end = mainQueue.after(Seconds(*setup.options.seconds), [this] { quit(); });
+  QCoreApplication::exec();
+  const bool reported = writeReport();
+  std::fputs(("\n" + monitor.summary()).c_str(), stdout);
+  return reported && (monitor.hasDelivered() || !setup.options.seconds) ? 0 : 1;
+}
+
+void HostProgram::quit() {
+  monitor.stop();
+  if (delegate->applicationShouldTerminate()) QCoreApplication::quit();
+}
+
+bool HostProgram::writeReport() const {
+  if (!setup.options.reportFile) return true;
+  std::ofstream file(*setup.options.reportFile, std::ios::trunc);
+  file << monitor.report() << std::flush;
+  if (file) return true;
+  console.note("quorvex-camera: the report cannot be written to " + *setup.options.reportFile +
+               "; check that its folder exists and may be written");
+  return false;
+}
+
+}  // namespace quorvex

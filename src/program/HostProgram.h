@@ -1,0 +1,74 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "app/AppDelegate.h"
+#include "linux/cameras/LatencyProbe.h"
+#include "linux/qt/QtDefaults.h"
+#include "linux/qt/QtHttpClient.h"
+#include "linux/qt/QtMainQueue.h"
+#include "linux/qt/QtWebSocketClient.h"
+#include "linux/threads/StderrSystemLog.h"
+#include "linux/threads/SteadyClock.h"
+#include "linux/vcam/VirtualCameraDevices.h"
+#include "linux/webrtc/NativeRtcEngine.h"
+#include "program/Console.h"
+#include "program/CountingCamera.h"
+#include "program/Options.h"
+#include "program/RunMonitor.h"
+#include "program/VirtualCameraChoice.h"
+
+namespace quorvex {
+
+class NetworkThread;
+
+/// The host on this machine's adapters: what stands under the controller, from the event loop to
+/// the camera, and the controller itself. Lives within main, on its thread.
+class HostProgram {
+ public:
+  struct Setup {
+    Options options;
+    ServiceEndpoints endpoints;
+    std::string settingsPath;  ///< the user's settings, or the demo's own
+    bool serviceIsLocal = false;
+  };
+
+  HostProgram(Setup setup, Console& console);
+  ~HostProgram();
+
+  /// Runs the event loop until `quit`, the time given or a termination signal; the exit code is 0
+  /// when pictures have reached the virtual camera or nobody set a time, else 1.
+  int run();
+
+  /// Takes leave of the service and ends the event loop. Main thread.
+  void quit();
+
+ private:
+  [[nodiscard]] AppDelegate::Platform platform();
+  [[nodiscard]] RunMonitor::Sources watched();
+  [[nodiscard]] std::function<void(std::string_view)> logAndNote();
+  [[nodiscard]] bool writeReport() const;
+
+  const Setup setup;
+  Console& console;
+  QtMainQueue mainQueue;
+  SteadyClock clock;
+  StderrSystemLog systemLog;
+  QtDefaults defaults;
+  std::shared_ptr<NetworkThread> network;
+  QtHttpClient http;
+  QtWebSocketClient webSockets;
+  std::shared_ptr<FrameLedger> ledger;
+  LatencyProbe probe;
+  VirtualCameraChoice virtualCamera;
+  VirtualCameraDevices cmio;
+  std::shared_ptr<CountingCamera> camera;
+  bool cameraPaintsNumbers;
+  NativeRtcEngine engine;
+  std::shared_ptr<AppDelegate> delegate;
+  RunMonitor monitor;
+};
+
+}  // namespace quorvex

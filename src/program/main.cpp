@@ -1,0 +1,93 @@
+#include <QCoreApplication>
+#include <QStandardPaths>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "program/CameraChoice.h"
+#include "program/Configuration.h"
+#include "program/Console.h"
+#include "program/DemoService.h"
+#include "program/HostProgram.h"
+#include "program/Options.h"
+#include "program/TerminationSignals.h"
+
+using namespace quorvex;  // NOLINT: the program is this namespace's
+
+namespace {
+
+constexpr int kBadOptions = 2;
+
+int refuse(const std::string& problem) {
+  std::fprintf(stderr, "quorvex-camera: %s\n", problem.c_str());
+  return kBadOptions;
+}
+
+std::string configFolder() {
+  return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString() +
+         "/quorvex-camera";
+}
+
+std::optional<std::string> environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+std::variant<ServiceEndpoints, ConfigurationProblem> configured(const Options& options) {
+  return readConfiguration(
+      {.userFile = options.configFile.value_or(configFolder() + "/quorvex-camera.conf"),
+       .userFileMustExist = options.configFile.has_value(),
+       .environment = environment,
+       .commandLine = options.settings});
+}
+
+/// The demo's service and where it listens. Nothing of the demo leaves this machine: the STUN
+/// server is one that does not answer here, unless another is asked for.
+std::variant<ServiceEndpoints, std::string> startDemo(DemoService& service,
+                                                      const Options& options) {
+  auto endpoints =
+      service.start(QCoreApplication::applicationDirPath().toStdString() + "/quorvex-service");
+  const auto stun = options.settings.find("stun_host");
+  if (auto* started = std::get_if<ServiceEndpoints>(&endpoints))
+    started->stunHost = stun == options.settings.end() ? "127.0.0.1" : stun->second;
+  return endpoints;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QCoreApplication application(argc, argv);
+  QCoreApplication::setApplicationName("quorvex-camera");
+  const auto parsed = parseOptions({argv, argv + argc});
+  if (const auto* exit = std::get_if<OptionsExit>(&parsed)) {
+    std::fputs(exit->text.c_str(), exit->exitCode == 0 ? stdout : stderr);
+    return exit->exitCode;
+  }
+  HostProgram::Setup setup;
+  setup.options = std::get<Options>(parsed);
+  if (const auto problem = cameraProblem(setup.options)) return refuse(*problem);
+  const auto configuration = configured(setup.options);
+  if (const auto* problem = std::get_if<ConfigurationProblem>(&configuration))
+    return refuse(problem->message);
+  setup.endpoints = std::get<ServiceEndpoints>(configuration);
+
+  HostProgram* host = nullptr;
+  const TerminationSignals signals([&host] {
+    if (host) host->quit();
+  });
+  Console console;
+  DemoService service;
+  if (setup.options.demo) {
+    auto endpoints = startDemo(service, setup.options);
+    if (const auto* problem = std::get_if<std::string>(&endpoints)) return refuse(*problem);
+    setup.endpoints = std::get<ServiceEndpoints>(endpoints);
+  } else if (setup.endpoints.apiBase.ends_with(".example")) {
+    console.note("No service is set: give web_base, api_base and socket_base in " + configFolder() +
+                 "/quorvex-camera.conf, or try --demo");
+  }
+  setup.serviceIsLocal = isLoopback(setup.endpoints.apiBase);
+  setup.settingsPath = configFolder() + (setup.options.demo ? "/demo" : "") + "/settings.json";
+  HostProgram program(std::move(setup), console);
+  host = &program;
+  return program.run();
+}

@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+#include <utility>
+
+#include "cameras/CaughtFrames.h"
+#include "linux/cameras/CameraSet.h"
+#include "linux/cameras/PatternCamera.h"
+#include "linux/cameras/V4l2Camera.h"
+#include "linux/cameras/Y4mCamera.h"
+
+namespace quorvex {
+namespace {
+
+class PatternCameraTest : public testing::Test {
+ protected:
+  void start(int width, int height, int fps = 30) {
+    camera.startCapture(camera.captureDevices().front(), {width, height, 0, {}}, fps,
+                        caught.handler(), caught.completion());
+  }
+
+  CaughtFrames caught;
+  std::shared_ptr<FrameLedger> ledger = std::make_shared<FrameLedger>();
+  PatternCamera camera{ledger};
+};
+
+TEST_F(PatternCameraTest, keepsItsCadenceAndNumbersEveryFrame) {
+  start(1280, 720);
+  EXPECT_EQ(caught.waitForCompletion(), "");
+  const auto frames = caught.waitForFrames(31);
+  camera.stopCapture();
+  ASSERT_GE(frames.size(), 31u);
+  // A busy machine may leave ticks out, never bunch them.
+  EXPECT_GE(frames[30].captureTime - frames[0].captureTime, 900'000'000);
+  EXPECT_LE(frames[30].captureTime - frames[0].captureTime, 2'000'000'000);
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    EXPECT_EQ(frames[i].number, *frames[0].number + i);
+    EXPECT_EQ(ledger->paintTime(*frames[i].number), frames[i].captureTime);
+  }
+}
+
+TEST_F(PatternCameraTest, endsItsFramesWithTheStopAndNumbersOnAfterTheNextStart) {
+  start(640, 480);
+  caught.waitForFrames(2);
+  camera.stopCapture();
+  camera.stopCapture();
+  const auto before = caught.waitForFrames(0);
+  start(1920, 1080);
+  const auto after = caught.waitForFrames(before.size() + 1);
+  ASSERT_GT(after.size(), before.size());
+  const CaughtFrame& next = after[before.size()];
+  EXPECT_EQ(next.number, *before.back().number + 1);
+  EXPECT_EQ(next.width, 1920);
+  EXPECT_EQ(next.height, 1080);
+}
+
+TEST_F(PatternCameraTest, leavesOutTheTicksThatASlowConsumerMissed) {
+  const auto keep = caught.handler();
+  bool busy = true;
+  const auto slowAtFirst = [&](const I420View& frame, std::int64_t captureTime) {
+    keep(frame, captureTime);
+    if (std::exchange(busy, false)) std::this_thread::sleep_for(std::chrono::milliseconds(400));
+  };
+  camera.startCapture(camera.captureDevices().front(), {640, 480, 0, {}}, 30, slowAtFirst,
+                      caught.completion());
+  const auto frames = caught.waitForFrames(11);
+  camera.stopCapture();
+  ASSERT_GE(frames.size(), 11u);
+  EXPECT_GT(frames[10].captureTime - frames[0].captureTime, 600'000'000) << "ticks were bunched";
+}
+
+TEST_F(PatternCameraTest, stopsAtOnceBetweenSlowFrames) {
+  start(640, 480, 1);
+  caught.waitForFrames(1);
+  const auto begin = monotonicNow();
+  camera.stopCapture();
+  EXPECT_LT(monotonicNow() - begin, 700'000'000);
+}
+
+TEST_F(PatternCameraTest, refusesASizeItDoesNotOffer) {
+  start(1, 1);
+  EXPECT_NE(caught.waitForCompletion().find("1280x720"), std::string::npos);
+}
+
+TEST(CameraSet, listsItsCamerasInOrderAndStartsTheOneNamed) {
+  CaughtFrames caught;
+  std::vector<std::unique_ptr<CameraProvider>> kinds;
+  kinds.push_back(std::make_unique<Y4mCamera>("/nowhere/clip.y4m", caught.log()));
+  kinds.push_back(std::make_unique<PatternCamera>(std::make_shared<FrameLedger>()));
+  CameraSet set(std::move(kinds));
+  const auto devices = set.captureDevices();
+  ASSERT_EQ(devices.size(), 2u);
+  EXPECT_EQ(devices[0].name, "clip.y4m");
+  EXPECT_EQ(devices[1].name, "Quorvex Test Pattern");
+  EXPECT_TRUE(set.supportedFormats(devices[0]).empty());
+
+  const auto formats = set.supportedFormats(devices[1]);
+  ASSERT_FALSE(formats.empty());
+  set.startCapture(devices[1], formats.front(), 30, caught.handler(), caught.completion());
+  EXPECT_EQ(caught.waitForFrames(1).front().width, 1280);
+  set.stopCapture();
+}
+
+TEST(CameraSet, saysThatADeviceIsGone) {
+  CaughtFrames caught;
+  CameraSet set({});
+  const CaptureDevice gone{"/dev/video9", "Some Webcam"};
+  EXPECT_TRUE(set.supportedFormats(gone).empty());
+  set.startCapture(gone, {}, 30, caught.handler(), caught.completion());
+  EXPECT_EQ(caught.waitForCompletion(), "Some Webcam is not there any more: plug it in again");
+}
+
+}  // namespace
+}  // namespace quorvex

@@ -1,0 +1,40 @@
+#include "vcam/PrivatePipeWire.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "linux/vcam/PipeWireCamera.h"
+#include "vcam/Eventually.h"
+
+namespace quorvex::test {
+
+PrivatePipeWire::PrivatePipeWire()
+    : bus({"dbus-daemon", "--session", "--nofork", "--nopidfile",
+           "--address=unix:path=" + (folder / "bus")},
+          "dbus-daemon", folder / "bus.log") {
+  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(folder / "bus"); }));
+  startDaemon();
+}
+
+std::vector<std::string> PrivatePipeWire::environment() const {
+  return {"XDG_RUNTIME_DIR=" + (folder / ""), "XDG_STATE_HOME=" + (folder / "state"),
+          "XDG_CONFIG_HOME=" + (folder / "config"), "PIPEWIRE_RUNTIME_DIR=" + (folder / ""),
+          "DBUS_SESSION_BUS_ADDRESS=unix:path=" + (folder / "bus")};
+}
+
+void PrivatePipeWire::startDaemon() {
+  daemon.emplace(std::vector<std::string>{"pipewire"}, "pipewire", folder / "pipewire.log",
+                 environment());
+  EXPECT_TRUE(eventually([&] { return !PipeWireCamera::whyNoDaemon(remote()); }))
+      << "pipewire does not start";
+  sessionManager.emplace(std::vector<std::string>{"wireplumber"}, "wireplumber",
+                         folder / "wireplumber.log", environment());
+}
+
+void PrivatePipeWire::killDaemon() {
+  sessionManager.reset();
+  daemon.reset();
+}
+
+}  // namespace quorvex::test
