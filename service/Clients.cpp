@@ -30,7 +30,7 @@ void Clients::disconnected(const std::string& id, const std::shared_ptr<SocketLi
   Client* client = find(id);
   if (!client || client->link.lock() != link) return;
   client->link.reset();
-  client->removal = loop.after(kGrace, [this, id] { byId.erase(id); });
+  client->removal = loop.after(longestAway, [this, id] { byId.erase(id); });
 }
 
 }  // namespace quorvex::service

@@ -20,21 +20,24 @@ struct Client {
   std::weak_ptr<SocketLink> link;  ///< its status socket; none while it is away
   SwapSettings settings;
   std::unique_ptr<MediaPeer> peer;
-  std::string iceUfrag;                 ///< of the offer that `peer` answers
+  std::string iceUfrag;                  ///< of the offer that `peer` answers
   std::vector<IceCandidate> candidates;  ///< those that came before their offer
-  std::unique_ptr<Timer> removal;       ///< set while it is away
+  std::unique_ptr<Timer> removal;        ///< set while it is away
 };
 
 /// The registry of clients. Used on the service's thread.
 class Clients {
  public:
   static constexpr std::size_t kMost = 64;
-  static constexpr Seconds kGrace{10};  ///< a client that is away this long is forgotten
+  static constexpr Seconds kGrace{10};
 
-  explicit Clients(ServiceLoop& serviceLoop) : loop(serviceLoop) {}
+  /// A client that is away for `grace` is forgotten, and its peer with it.
+  explicit Clients(ServiceLoop& serviceLoop, Seconds grace = kGrace)
+      : loop(serviceLoop), longestAway(grace) {}
 
   /// The client of a newly opened status socket: the one named `wantedId` when there is one and it
-  /// is this user's, else a new one. A socket it already had is closed. Null when the house is full.
+  /// is this user's, else a new one. A socket it already had is closed. Null when the house is
+  /// full.
   Client* connect(const std::string& wantedId, const std::string& userUuid,
                   const std::shared_ptr<SocketLink>& link);
   /// `link` has ended. If it is still the client's, its time to return begins.
@@ -45,6 +48,7 @@ class Clients {
 
  private:
   ServiceLoop& loop;
+  Seconds longestAway;
   std::map<std::string, Client> byId;
 };
 

@@ -2,18 +2,17 @@
 
 #include <functional>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-
-#include <nlohmann/json.hpp>
 
 namespace quorvex::service {
 
 /// One HTTP request, read to its end.
 struct HttpRequest {
   std::string method;
-  std::string path;                          ///< without the query
-  std::map<std::string, std::string> query;  ///< percent-decoded
+  std::string path;                            ///< without the query
+  std::map<std::string, std::string> query;    ///< percent-decoded
   std::map<std::string, std::string> headers;  ///< by name in lower case
   std::string body;
 
@@ -29,8 +28,8 @@ struct HttpReply {
   std::map<std::string, std::string> headers;
 };
 
-/// Thrown where a request or a message is wrong; `why` is one sentence naming what is wrong and what
-/// is expected. The router makes it the reply, the status socket an error message.
+/// Thrown where a request or a message is wrong; `why` is one sentence naming what is wrong and
+/// what is expected. The router makes it the reply, the status socket an error message.
 struct Refusal {
   int status = 400;
   std::string why;

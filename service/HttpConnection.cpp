@@ -1,11 +1,10 @@
 #include "service/HttpConnection.h"
 
 #include <algorithm>
-#include <cctype>
-#include <iostream>
-
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
+#include <cctype>
+#include <iostream>
 
 #include "service/Encoding.h"
 #include "service/WebSocketConnection.h"
@@ -48,8 +47,7 @@ HttpRequest requestOf(http::request<http::string_body>& native) {
 }
 
 Refusal refusalOf(error_code error) {
-  if (error == http::error::body_limit)
-    return {413, "the body is too large; 8 MiB is the most"};
+  if (error == http::error::body_limit) return {413, "the body is too large; 8 MiB is the most"};
   if (error == http::error::header_limit)
     return {431, "the header is too large; 16 KiB is the most"};
   return {400, "this is no HTTP/1.1 request that can be read"};
@@ -109,20 +107,20 @@ void HttpConnection::write(const HttpReply& reply, bool keepAlive) {
   if (reply.body) {
     written.set(http::field::content_type, "application/json");
     // Texts that came from outside may hold broken UTF-8.
-    written.body() =
-        reply.body->dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    written.body() = reply.body->dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   }
   if (reply.status != 204) written.content_length(written.body().size());
   if (request.method == "HEAD") written.body().clear();
   logReply(reply.status);
   stream.expires_after(kPatience);
-  http::async_write(stream, written, [self = shared_from_this(), keepAlive](error_code error, auto) {
-    if (error) return;
-    if (keepAlive)
-      self->read();
-    else
-      self->closeGently();
-  });
+  http::async_write(stream, written,
+                    [self = shared_from_this(), keepAlive](error_code error, auto) {
+                      if (error) return;
+                      if (keepAlive)
+                        self->read();
+                      else
+                        self->closeGently();
+                    });
 }
 
 /// Closing while the peer still sends would take the reply away from it.
@@ -135,10 +133,10 @@ void HttpConnection::closeGently() {
 
 void HttpConnection::discard() {
   buffer.clear();
-  stream.async_read_some(buffer.prepare(64 << 10), [self = shared_from_this()](error_code error,
-                                                                              auto) {
-    if (!error) self->discard();
-  });
+  stream.async_read_some(buffer.prepare(64 << 10),
+                         [self = shared_from_this()](error_code error, auto) {
+                           if (!error) self->discard();
+                         });
 }
 
 void HttpConnection::logReply(int status) const {
@@ -148,8 +146,8 @@ void HttpConnection::logReply(int status) const {
     if (c < ' ' || c > '~') c = '?';
   const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
       std::chrono::steady_clock::now() - received);
-  std::cerr << (request.method.empty() ? "-" : request.method) << " "
-            << (path.empty() ? "-" : path) << " " << status << " " << took.count() << " ms\n";
+  std::cerr << (request.method.empty() ? "-" : request.method) << " " << (path.empty() ? "-" : path)
+            << " " << status << " " << took.count() << " ms\n";
 }
 
 }  // namespace quorvex::service

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <chrono>
-#include <memory>
-#include <optional>
-
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
+#include <chrono>
+#include <memory>
+#include <optional>
 
 #include "service/Router.h"
 

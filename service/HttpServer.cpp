@@ -1,8 +1,7 @@
 #include "service/HttpServer.h"
 
-#include <utility>  // missing from Boost 1.74's own headers
-
 #include <boost/asio/ip/tcp.hpp>
+#include <utility>  // missing from Boost 1.74's own headers
 
 #include "service/HttpConnection.h"
 
@@ -81,12 +80,16 @@ class HttpServer::Acceptor : public std::enable_shared_from_this<Acceptor> {
 HttpServer::HttpServer(ServiceLoop& loop, const Router& router, bool log)
     : acceptor(std::make_shared<Acceptor>(loop, router, log)) {}
 
-HttpServer::~HttpServer() { acceptor->close(); }
+HttpServer::~HttpServer() {
+  acceptor->close();
+}
 
 std::optional<std::string> HttpServer::listen(std::uint16_t port) {
   return acceptor->listen(port);
 }
 
-std::uint16_t HttpServer::port() const { return acceptor->port(); }
+std::uint16_t HttpServer::port() const {
+  return acceptor->port();
+}
 
 }  // namespace quorvex::service

@@ -71,7 +71,8 @@ void JsonMembers::allowOnly(const std::set<std::string>& names) const {
     if (names.contains(name)) continue;
     std::string known;
     for (const auto& one : names) known += (known.empty() ? "\"" : ", \"") + one + "\"";
-    throw Refusal{400, "member \"" + prefix + name.substr(0, 64) + "\" is unknown here; known are " + known};
+    throw Refusal{
+        400, "member \"" + prefix + name.substr(0, 64) + "\" is unknown here; known are " + known};
   }
 }
 

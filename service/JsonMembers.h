@@ -2,11 +2,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <string>
-
-#include <nlohmann/json.hpp>
 
 #include "service/Http.h"
 

@@ -125,8 +125,8 @@ void MediaPeer::Connection::start(const std::string& offer) {
 void MediaPeer::Connection::remoteSet(const webrtc::RTCError& error) {
   if (!peer) return;
   if (!error.ok())
-    return complete(Refusal{400, std::string("member \"sdp\" cannot be applied: ") +
-                                     error.message()});
+    return complete(
+        Refusal{400, std::string("member \"sdp\" cannot be applied: ") + error.message()});
   for (const auto& transceiver : peer->GetTransceivers()) {
     if (video || transceiver->media_type() != cricket::MEDIA_TYPE_VIDEO) continue;
     video = transceiver;
@@ -156,8 +156,8 @@ void MediaPeer::Connection::sendBack(webrtc::RtpTransceiverInterface& transceive
 void MediaPeer::Connection::localSet(const webrtc::RTCError& error) {
   if (!peer) return;
   if (!error.ok())
-    return complete(Refusal{400, std::string("member \"sdp\" cannot be answered: ") +
-                                     error.message()});
+    return complete(
+        Refusal{400, std::string("member \"sdp\" cannot be answered: ") + error.message()});
   if (peer->ice_gathering_state() == PeerConnectionInterface::kIceGatheringComplete)
     return answer();
   engine.native().signalingThread().PostDelayedTask(
@@ -217,7 +217,9 @@ MediaPeer::~MediaPeer() {
       [last = std::move(connection)]() mutable { std::exchange(last, nullptr)->close(); });
 }
 
-bool MediaPeer::isReadable(const IceCandidate& candidate) { return nativeOf(candidate) != nullptr; }
+bool MediaPeer::isReadable(const IceCandidate& candidate) {
+  return nativeOf(candidate) != nullptr;
+}
 
 void MediaPeer::add(const IceCandidate& candidate) {
   auto native = nativeOf(candidate);

@@ -122,7 +122,8 @@ std::string optionsHelp() {
       "The face-swap service on this machine's loopback interface. Prints one JSON line with its\n"
       "addresses when it listens; ends on SIGTERM and SIGINT.\n\n";
   for (const auto& row : table()) {
-    const std::string left = std::string(row.name) + (row.value ? std::string(" ") + row.value : "");
+    const std::string left =
+        std::string(row.name) + (row.value ? std::string(" ") + row.value : "");
     text += "  " + left + "\n        " + row.help + "\n";
   }
   return text;

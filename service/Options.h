@@ -21,8 +21,8 @@ struct IceServerOption {
 
 /// What the command line asks for.
 struct Options {
-  std::uint16_t port = 0;                 ///< 0: any free one
-  std::optional<PictureSize> size;        ///< none: as received
+  std::uint16_t port = 0;                   ///< 0: any free one
+  std::optional<PictureSize> size;          ///< none: as received
   std::vector<IceServerOption> iceServers;  ///< handed to the hosts
   bool exitWithParent = false;
   bool log = false;

@@ -4,12 +4,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <csignal>
-#include <utility>  // missing from Boost 1.74's own headers
-
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <csignal>
+#include <utility>  // missing from Boost 1.74's own headers
 
 namespace quorvex::service {
 

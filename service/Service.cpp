@@ -62,11 +62,15 @@ std::optional<std::string> Service::listen() {
 
 std::string Service::addressLine() const {
   const std::string place = "://127.0.0.1:" + std::to_string(port()) + "/";
-  const nlohmann::json line = {
-      {"web", "http" + place}, {"api", "http" + place}, {"socket", "ws" + place}, {"pid", getpid()}};
+  const nlohmann::json line = {{"web", "http" + place},
+                               {"api", "http" + place},
+                               {"socket", "ws" + place},
+                               {"pid", getpid()}};
   return line.dump();
 }
 
-std::uint16_t Service::port() const { return parts->server.port(); }
+std::uint16_t Service::port() const {
+  return parts->server.port();
+}
 
 }  // namespace quorvex::service

@@ -1,11 +1,10 @@
 #include "service/ServiceLoop.h"
 
-#include <utility>  // missing from the next header in Boost 1.74
-
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <utility>  // missing from the next header in Boost 1.74
 
 namespace quorvex::service {
 namespace {
@@ -38,7 +37,9 @@ void ServiceLoop::run() {
   io->run();
 }
 
-void ServiceLoop::stop() { io->stop(); }
+void ServiceLoop::stop() {
+  io->stop();
+}
 
 void ServiceLoop::async(Task task) {
   asio::post(*io, [task = std::move(task)]() mutable { task(); });

@@ -25,8 +25,7 @@ StatusSocket::StatusSocket(Clients& registry, const Tokens& tokens, const HttpRe
     : clients(registry), wantedId(queried(request, "client_id")) {
   try {
     userUuid = bearerOf(request, tokens).claims.userUuid;
-    if (queried(request, "user_uuid") != userUuid)
-      refusedBecause = "user_uuid is not the token's";
+    if (queried(request, "user_uuid") != userUuid) refusedBecause = "user_uuid is not the token's";
   } catch (const Refusal&) {
     refusedBecause = "token rejected";
   }
@@ -71,15 +70,20 @@ void StatusSocket::handle(const JsonMembers& message) {
     message.allowOnly({"type", "client_id"});
     client->settings.locked = type == "calibrate";
   } else {
-    throw Refusal{400, "member \"type\" must be \"device_info\", \"config_update\", "
-                       "\"calibrate\" or \"clear_lock\""};
+    throw Refusal{400,
+                  "member \"type\" must be \"device_info\", \"config_update\", "
+                  "\"calibrate\" or \"clear_lock\""};
   }
 }
 
 void StatusSocket::send(const nlohmann::json& message) const {
-  if (const auto open = link.lock()) open->send(message.dump());
+  // A refusal may quote text from outside, cut within a character.
+  if (const auto open = link.lock())
+    open->send(message.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
-void StatusSocket::closed() { clients.disconnected(clientId, link.lock()); }
+void StatusSocket::closed() {
+  clients.disconnected(clientId, link.lock());
+}
 
 }  // namespace quorvex::service

@@ -15,7 +15,9 @@ constexpr Colour kTint{0, 175, 160};  // the oval keeps its own brightness
 constexpr double kSoftEdge = 0.15;    // of the oval's radius
 constexpr int kWhole = 256;
 
-int mixed(int from, int to, int strength) { return from + ((to - from) * strength) / kWhole; }
+int mixed(int from, int to, int strength) {
+  return from + ((to - from) * strength) / kWhole;
+}
 
 void posterizeRow(std::uint8_t* row, const std::uint16_t* strengths, int count) {
   for (int x = 0; x < count; ++x) {

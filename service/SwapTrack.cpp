@@ -21,8 +21,7 @@ void SwapTrack::OnFrame(const webrtc::VideoFrame& frame) {
   if (received && frame.rotation() != webrtc::kVideoRotation_0)
     received = webrtc::I420Buffer::Rotate(*received, frame.rotation());
   if (!received) return;
-  const PictureSize size =
-      outputSize.value_or(PictureSize{received->width(), received->height()});
+  const PictureSize size = outputSize.value_or(PictureSize{received->width(), received->height()});
   const auto picture = pool.CreateI420Buffer(size.width, size.height);
   if (!picture) return;
   libyuv::I420Scale(received->DataY(), received->StrideY(), received->DataU(), received->StrideU(),

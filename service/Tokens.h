@@ -8,8 +8,8 @@
 
 namespace quorvex::service {
 
-/// Issues bearer tokens and user ids, and knows its own again by their signature, so nothing is kept
-/// for each. The key is made anew with each object: tokens of an earlier run are strangers.
+/// Issues bearer tokens and user ids, and knows its own again by their signature, so nothing is
+/// kept for each. The key is made anew with each object: tokens of an earlier run are strangers.
 class Tokens {
  public:
   /// What a token says.

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <deque>
-#include <memory>
-#include <string>
-
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket/stream.hpp>
+#include <deque>
+#include <memory>
+#include <string>
 
 #include "service/Socket.h"
 

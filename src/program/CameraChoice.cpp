@@ -1,22 +1,13 @@
 #include "program/CameraChoice.h"
 
-#include <algorithm>
+#include <vector>
 
+#include "linux/cameras/CameraSet.h"
 #include "linux/cameras/PatternCamera.h"
 #include "linux/cameras/V4l2Camera.h"
 #include "linux/cameras/Y4mCamera.h"
 
 namespace quorvex {
-namespace {
-
-bool hasWebcam() {
-  const auto devices = V4l2Camera([](std::string_view) {}).captureDevices();
-  return std::any_of(devices.begin(), devices.end(),
-                     [](const auto& device) { return device.name != "Quorvex Camera"; });
-}
-
-}  // namespace
-
 std::optional<std::string> cameraProblem(const Options& options) {
   switch (options.camera) {
     case Options::Camera::y4m:
@@ -30,15 +21,10 @@ std::optional<std::string> cameraProblem(const Options& options) {
   return std::nullopt;
 }
 
-Options::Camera chosenCamera(const Options& options) {
-  const bool standIn = options.camera == Options::Camera::automatic && options.demo && !hasWebcam();
-  return standIn ? Options::Camera::pattern : options.camera;
-}
-
-std::unique_ptr<CameraProvider> makeCamera(Options::Camera choice, const Options& options,
+std::unique_ptr<CameraProvider> makeCamera(const Options& options,
                                            const std::shared_ptr<FrameLedger>& ledger,
                                            std::function<void(std::string_view)> log) {
-  switch (choice) {
+  switch (options.camera) {
     case Options::Camera::pattern:
       return std::make_unique<PatternCamera>(ledger);
     case Options::Camera::y4m:
@@ -48,7 +34,10 @@ std::unique_ptr<CameraProvider> makeCamera(Options::Camera choice, const Options
     case Options::Camera::automatic:
       break;
   }
-  return std::make_unique<V4l2Camera>(std::move(log));
+  std::vector<std::unique_ptr<CameraProvider>> cameras;
+  cameras.push_back(std::make_unique<V4l2Camera>(std::move(log)));
+  if (options.demo) cameras.push_back(std::make_unique<PatternCamera>(ledger));
+  return std::make_unique<CameraSet>(std::move(cameras));
 }
 
 }  // namespace quorvex

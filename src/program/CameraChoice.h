@@ -16,14 +16,10 @@ namespace quorvex {
 /// camera that may be plugged in later is no problem.
 [[nodiscard]] std::optional<std::string> cameraProblem(const Options& options);
 
-/// The options' camera, `automatic` made definite: in the demo the test pattern stands in for a
-/// webcam that is not there.
-[[nodiscard]] Options::Camera chosenCamera(const Options& options);
-
-/// The camera that `choice` stands for. `log` takes lines for people, on any thread.
-[[nodiscard]] std::unique_ptr<CameraProvider> makeCamera(Options::Camera choice,
-                                                         const Options& options,
-                                                         const std::shared_ptr<FrameLedger>& ledger,
-                                                         std::function<void(std::string_view)> log);
+/// The camera that the options name. In the demo the test pattern follows the webcams, so that it
+/// stands in for one that is not there. `log` takes lines for people, on any thread.
+[[nodiscard]] std::unique_ptr<CameraProvider> makeCamera(
+    const Options& options, const std::shared_ptr<FrameLedger>& ledger,
+    std::function<void(std::string_view)> log);
 
 }  // namespace quorvex

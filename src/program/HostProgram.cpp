@@ -84,14 +84,14 @@ RunMonitor::Sources HostProgram::watched() {
   sources.status = [this] { return delegate->appModel().statusText.get(); };
   sources.captured = [this] { return camera->captured(); };
   sources.sink = [this] { return delegate->sinkStatistics(); };
-  if (cameraPaintsNumbers) sources.latency = [this] { return probe.summary(); };
+  sources.latency = [this] { return probe.summary(); };
   return sources;
 }
 
 int HostProgram::run() {
   console.note(virtualCamera.explanation());
   console.note("Log: " + hostLogPath());
-  if (chosenCamera(setup.options) == Options::Camera::automatic && camera->captureDevices().empty())
+  if (camera->captureDevices().empty())
     console.note("There is no webcam; plug one in, or use --camera pattern");
   delegate->applicationDidFinishLaunching();
   monitor.start();

@@ -65,7 +65,6 @@ class HostProgram {
   VirtualCameraChoice virtualCamera;
   VirtualCameraDevices cmio;
   std::shared_ptr<CountingCamera> camera;
-  bool cameraPaintsNumbers;
   NativeRtcEngine engine;
   std::shared_ptr<AppDelegate> delegate;
   RunMonitor monitor;

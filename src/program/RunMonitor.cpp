@@ -77,7 +77,8 @@ void RunMonitor::showProgress() const {
   std::string numbers =
       formatted("in %.0f fps  out %.0f fps  dropped %llu", rate(&Sample::captured, 1),
                 rate(&Sample::enqueued, 1), number(sink.errors()));
-  if (sources.latency) numbers += formatted("  latency %.0f ms", sources.latency().p50);
+  const auto latency = sources.latency();
+  if (latency.arrived > 0) numbers += formatted("  latency %.0f ms", latency.p50);
   console.progress(sources.status(), numbers);
 }
 
@@ -91,8 +92,8 @@ std::string RunMonitor::summary() const {
                          number(sources.captured()), number(sink.enqueued + sink.errors()),
                          frameSize(sink).c_str(), number(sink.enqueued), number(sink.errors()),
                          rate(&Sample::enqueued, kRateSeconds));
-  if (sources.latency) {
-    const auto latency = sources.latency();
+  const auto latency = sources.latency();
+  if (latency.arrived > 0) {
     text += formatted(
         "Latency from paint to sink: %.1f ms median, %.1f ms p95, %.1f ms at most; "
         "%llu frames lost\n",
@@ -122,8 +123,8 @@ std::string RunMonitor::report() const {
                               {"cpuSeconds", tenths(used.cpuSeconds)},
                               {"maxRssKiB", used.maxRssKiB},
                               {"threads", used.threads}};
-  if (sources.latency) {
-    const auto latency = sources.latency();
+  const auto latency = sources.latency();
+  if (latency.arrived > 0) {
     json["latencyMs"] = {
         {"p50", tenths(latency.p50)}, {"p95", tenths(latency.p95)}, {"max", tenths(latency.max)}};
     json["lostFrames"] = latency.lostFrames;

@@ -22,7 +22,7 @@ class RunMonitor {
     std::function<std::string()> status;
     std::function<std::uint64_t()> captured;
     std::function<SinkStatistics()> sink;
-    /// Set when the camera paints numbers.
+    /// Of a camera that paints numbers; any other's frames never arrive in it.
     std::function<LatencyProbe::Summary()> latency;
   };
 

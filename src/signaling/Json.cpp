@@ -4,10 +4,21 @@
 #include <limits>
 
 namespace quorvex {
+namespace {
+
+constexpr int kDeepestNesting = 64;
+
+}  // namespace
 
 std::optional<Json> parseObject(std::string_view text) {
-  Json parsed = Json::parse(text, nullptr, false);
-  if (!parsed.is_object()) return std::nullopt;
+  // A few bytes of brackets would become hundreds of times as many bytes of nested values.
+  bool tooDeep = false;
+  const auto watchDepth = [&](int depth, Json::parse_event_t, const Json&) {
+    tooDeep |= depth > kDeepestNesting;
+    return !tooDeep;
+  };
+  Json parsed = Json::parse(text, watchDepth, false);
+  if (tooDeep || !parsed.is_object()) return std::nullopt;
   return parsed;
 }
 

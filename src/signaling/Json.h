@@ -12,7 +12,7 @@ using Json = nlohmann::json;
 
 /// Reading what a server sent: nothing here throws, and what is absent or of another type is none.
 
-/// The JSON object that `text` holds, or none when it is anything else.
+/// The JSON object that `text` holds, or none when it is anything else or nested absurdly deep.
 [[nodiscard]] std::optional<Json> parseObject(std::string_view text);
 
 [[nodiscard]] std::optional<std::string> textMember(const Json& object, const char* name);

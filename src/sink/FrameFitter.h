@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
-#include <vector>
+#include <array>
 
 #include "platform/PixelBuffer.h"
+#include "sink/PlaneScaler.h"
 
 namespace quorvex {
 
@@ -12,31 +12,15 @@ namespace quorvex {
 [[nodiscard]] PixelRect aspectFit(int width, int height, int outWidth, int outHeight);
 
 /// Fits a 420v frame of any size into a larger or smaller 420v buffer, with black bars where their
-/// shapes differ, and mirrors it left to right on request. Keeps scratch planes for the geometry it
-/// last saw, so that a steady stream allocates nothing here. One thread at a time.
+/// shapes differ, and mirrors it left to right on request. Keeps the scaling tables of the geometry
+/// it last saw, so that a steady stream allocates nothing here. One thread at a time.
 class FrameFitter {
  public:
   /// Writes all of `out`, except bars that it already has.
   void fit(const PixelBuffer& in, bool flipped, PixelBuffer& out);
 
  private:
-  struct Plane {
-    std::uint8_t* data = nullptr;
-    int stride = 0;
-    int width = 0;
-    int height = 0;
-  };
-  struct ConstPlane {
-    const std::uint8_t* data = nullptr;
-    int stride = 0;
-    int width = 0;
-    int height = 0;
-  };
-
-  void scale(const ConstPlane& from, const Plane& to, bool flipped);
-  static Plane scratchPlane(std::vector<std::uint8_t>& bytes, int width, int height);
-
-  std::vector<std::uint8_t> sourceU, sourceV, scaledU, scaledV, mirrored;
+  std::array<PlaneScaler, 2> scalers;  // luma, chroma
 };
 
 }  // namespace quorvex

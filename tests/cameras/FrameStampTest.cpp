@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 #include <libyuv.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
+#include <string>
 #include <utility>
 
 #include "linux/cameras/FrameStamp.h"
@@ -118,9 +118,8 @@ TEST(FrameStamp, isNotFoundWhereThereIsNone) {
 // Twice through the codec, the second time after a change of shape, as on the way to a service that
 // answers at another size.
 TEST(FrameStamp, survivesTheVideoCodecTwiceAtALowBitRate) {
-  char folder[] = "/tmp/frame-stamp-XXXXXX";
-  ASSERT_TRUE(mkdtemp(folder));
-  const std::string base = folder;
+  std::string base = testing::TempDir() + "frame-stamp-XXXXXX";
+  ASSERT_TRUE(mkdtemp(base.data()));
   constexpr std::uint32_t kFirst = 0xabcd0000;
   constexpr int kFrames = 30;
   PatternPainter painter(1280, 720);

@@ -24,14 +24,13 @@ namespace {
 class V4l2CameraTest : public testing::Test {
  protected:
   V4l2CameraTest() {
-    char pattern[] = "/tmp/v4l2-camera-XXXXXX";
-    folder = mkdtemp(pattern);
+    EXPECT_TRUE(mkdtemp(folder.data()));
     std::ofstream(folder + "/file") << "no camera";
     EXPECT_EQ(mkfifo((folder + "/fifo").c_str(), 0600), 0);
   }
   ~V4l2CameraTest() override { std::filesystem::remove_all(folder); }
 
-  std::string folder;
+  std::string folder = testing::TempDir() + "v4l2-camera-XXXXXX";
 };
 
 TEST_F(V4l2CameraTest, saysWhyAPathIsNoCamera) {
@@ -149,12 +148,12 @@ TEST(V4l2Pixels, turnsEveryFormatIntoTheSamePicture) {
 }
 
 TEST(V4l2Pixels, decodesJpegAndRefusesDamagedOnes) {
-  char path[] = "/tmp/picture-XXXXXX.jpg";
-  close(mkstemps(path, 4));
+  std::string path = testing::TempDir() + "picture-XXXXXX.jpg";
+  close(mkstemps(path.data(), 4));
   const std::string command =
       "ffmpeg -v error -y -f lavfi -i color=white:s=320x240 -frames:v 1 "
       "-pix_fmt yuvj420p " +
-      std::string(path);
+      path;
   ASSERT_EQ(std::system(command.c_str()), 0) << "is ffmpeg installed?";
   std::ifstream file(path, std::ios::binary);
   const std::vector<char> jpeg{std::istreambuf_iterator<char>(file), {}};

@@ -29,10 +29,7 @@ std::string frame420(int width, int height, char luma) {
 
 class Y4mCameraTest : public Test {
  protected:
-  Y4mCameraTest() {
-    char pattern[] = "/tmp/y4m-camera-XXXXXX";
-    folder = mkdtemp(pattern);
-  }
+  Y4mCameraTest() { EXPECT_TRUE(mkdtemp(folder.data())); }
   ~Y4mCameraTest() override { std::filesystem::remove_all(folder); }
 
   std::string write(const std::string& bytes, const std::string& name = "clip.y4m") {
@@ -73,7 +70,7 @@ class Y4mCameraTest : public Test {
     return frames;
   }
 
-  std::string folder;
+  std::string folder = testing::TempDir() + "y4m-camera-XXXXXX";
   CaughtFrames caught;
 };
 

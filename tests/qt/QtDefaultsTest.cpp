@@ -140,12 +140,17 @@ TEST_F(QtDefaultsTest, survivesAKillAtAnyMoment) {
   std::string option = test::kWriteDefaults;
   std::string file = path.string();
   char* arguments[] = {program.data(), option.data(), file.data(), nullptr};
+  const auto written = [this] {
+    std::error_code none;
+    return fs::last_write_time(path, none);
+  };
   long last = 0;
   for (int round = 0; round < 60; ++round) {
+    const auto before = written();
     pid_t writer = 0;
     ASSERT_EQ(posix_spawn(&writer, program.c_str(), nullptr, nullptr, arguments, environ), 0);
-    while (!fs::exists(path)) std::this_thread::yield();
-    std::this_thread::sleep_for(std::chrono::microseconds{3000 + 977 * round});
+    while (written() == before) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::microseconds{487 * round});
     kill(writer, SIGKILL);
     waitpid(writer, nullptr, 0);
 

@@ -52,16 +52,13 @@ RawServer::Serve always(const std::string& bytes) {
 }
 
 TEST_F(QtHttpClientTest, sendsTheRequestAsItIsGiven) {
-  std::string seen;
-  RawServer server([&seen](Connection& connection) {
-    seen = connection.request();
-    connection.write(httpReply("200 OK", "", "{}"));
-  });
+  RawServer server(always(httpReply("200 OK", "", "{}")));
   exchange({"POST",
             server.url("/ws/offer?a=%2B&b=c"),
             {{"Authorization", "Bearer t.x"}, {"Content-Type", "application/json"}},
             "{\"sdp\":\"v=0\"}",
             Seconds{20}});
+  const auto seen = server.requests().at(0);
   EXPECT_THAT(seen, StartsWith("POST /ws/offer?a=%2B&b=c HTTP/1.1\r\n"));
   EXPECT_THAT(seen, HasSubstr("\r\nAuthorization: Bearer t.x\r\n"));
   EXPECT_THAT(seen, HasSubstr("\r\nContent-Type: application/json\r\n"));
@@ -216,11 +213,7 @@ TEST_F(QtHttpClientTest, refusesWhatMustNotBeSent) {
 }
 
 TEST_F(QtHttpClientTest, sendsNoCredentialsAndNoBodyToAnotherOrigin) {
-  std::string seen;
-  RawServer other([&seen](Connection& connection) {
-    seen = connection.request();
-    connection.write(httpReply("200 OK", "", "other"));
-  });
+  RawServer other(always(httpReply("200 OK", "", "other")));
   const auto redirecting = httpReply("307 Go", "Location: " + other.url("/t") + "\r\n", "");
   RawServer server(always(redirecting));
   auto request = get(server.url("/"));
@@ -233,7 +226,7 @@ TEST_F(QtHttpClientTest, sendsNoCredentialsAndNoBodyToAnotherOrigin) {
   EXPECT_EQ(other.connections(), 0);
 
   EXPECT_EQ(exchange(get(server.url("/"))).body, "other");
-  EXPECT_THAT(seen, StartsWith("GET /t "));
+  EXPECT_THAT(other.requests().at(0), StartsWith("GET /t "));
   RawServer outward(always(httpReply("302 Go", "Location: http://service.example/\r\n", "")));
   EXPECT_THAT(exchange(get(outward.url("/"))).error.value_or(""), HasSubstr("without encryption"));
 }
@@ -255,16 +248,10 @@ TEST_F(QtHttpClientTest, followsRedirectsWithinAnOriginButNotForEver) {
 }
 
 TEST_F(QtHttpClientTest, sendsTheCookiesItWasGiven) {
-  std::string second;
-  RawServer server([&second](Connection& connection) {
-    connection.request();
-    connection.write(httpReply("200 OK", "Set-Cookie: lb=node7; Path=/; HttpOnly\r\n", "{}"));
-    second = connection.request();
-    connection.write(httpReply("200 OK", "", "{}"));
-  });
+  RawServer server(always(httpReply("200 OK", "Set-Cookie: lb=node7; Path=/; HttpOnly\r\n", "{}")));
   exchange(get(server.url("/api/first")));
   exchange(get(server.url("/ws/second")));
-  EXPECT_THAT(second, HasSubstr("\r\nCookie: lb=node7\r\n"));
+  EXPECT_THAT(server.requests().at(1), HasSubstr("\r\nCookie: lb=node7\r\n"));
 }
 
 TEST_F(QtHttpClientTest, endsWhatIsOutstandingOnceWhenItIsDestroyed) {

@@ -10,14 +10,15 @@
 
 namespace quorvex::test {
 
+bool RawServer::Connection::fill() {
+  char bytes[4096];
+  const ssize_t got = recv(socket, bytes, sizeof bytes, 0);
+  if (got > 0) unread.append(bytes, static_cast<std::size_t>(got));
+  return got > 0;
+}
+
 std::string RawServer::Connection::request() {
   std::size_t end;
-  const auto fill = [this] {
-    char bytes[4096];
-    const ssize_t got = recv(socket, bytes, sizeof bytes, 0);
-    if (got > 0) unread.append(bytes, static_cast<std::size_t>(got));
-    return got > 0;
-  };
   while ((end = unread.find("\r\n\r\n")) == std::string::npos) {
     if (!fill()) return {};
   }
@@ -29,6 +30,8 @@ std::string RawServer::Connection::request() {
   }
   std::string request = unread.substr(0, end);
   unread.erase(0, end);
+  std::lock_guard lock(server.mutex);
+  server.read.push_back(request);
   return request;
 }
 
@@ -91,13 +94,18 @@ void RawServer::listen() {
     ++accepted;
     sockets.push_back(dup(socket));
     servants.emplace_back([this, socket] {
-      Connection connection(socket);
+      Connection connection(*this, socket);
       serve(connection);
       // The copy in `sockets` must not keep the connection open.
       shutdown(socket, SHUT_RDWR);
       close(socket);
     });
   }
+}
+
+std::vector<std::string> RawServer::requests() const {
+  std::lock_guard lock(mutex);
+  return read;
 }
 
 std::string RawServer::url(const std::string& path, const std::string& scheme) const {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,7 +15,7 @@ class RawServer {
  public:
   class Connection {
    public:
-    explicit Connection(int descriptor) : socket(descriptor) {}
+    Connection(RawServer& owner, int descriptor) : server(owner), socket(descriptor) {}
 
     /// One request, its body too when it has a Content-Length; empty when there is no more.
     std::string request();
@@ -28,6 +29,9 @@ class RawServer {
     void reset();
 
    private:
+    bool fill();
+
+    RawServer& server;
     int socket;
     std::string unread;
   };
@@ -38,6 +42,8 @@ class RawServer {
 
   [[nodiscard]] std::string url(const std::string& path, const std::string& scheme = "http") const;
   [[nodiscard]] int connections() const { return accepted; }
+  /// What the connections have read so far.
+  [[nodiscard]] std::vector<std::string> requests() const;
 
  private:
   void listen();
@@ -46,6 +52,8 @@ class RawServer {
   int listener;
   int port = 0;
   std::atomic<int> accepted = 0;
+  mutable std::mutex mutex;
+  std::vector<std::string> read;      // protected by the mutex
   std::vector<int> sockets;           // used by the accepting thread, then by the destructor
   std::vector<std::thread> servants;  // likewise
   std::thread acceptor;

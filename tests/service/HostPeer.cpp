@@ -22,7 +22,9 @@ constexpr int kFps = 30;
 class Waiting : public webrtc::SetLocalDescriptionObserverInterface,
                 public webrtc::SetRemoteDescriptionObserverInterface {
  public:
-  void OnSetLocalDescriptionComplete(webrtc::RTCError error) override { done.set_value(error.ok()); }
+  void OnSetLocalDescriptionComplete(webrtc::RTCError error) override {
+    done.set_value(error.ok());
+  }
   void OnSetRemoteDescriptionComplete(webrtc::RTCError error) override {
     done.set_value(error.ok());
   }
@@ -52,8 +54,8 @@ HostPeer::HostPeer(int width, int height)
       configuration, webrtc::PeerConnectionDependencies(this));
   if (!made.ok()) throw std::runtime_error("no peer connection");
   peer = made.MoveValue();
-  const auto sender = peer->AddTrack(
-      library->factory().CreateVideoTrack("rc_cam0", source.get()), {"rc_stream0"});
+  const auto sender =
+      peer->AddTrack(library->factory().CreateVideoTrack("rc_cam0", source.get()), {"rc_stream0"});
   auto parameters = sender.value()->GetParameters();
   for (auto& encoding : parameters.encodings) encoding.max_bitrate_bps = 3'000'000;
   sender.value()->SetParameters(parameters);
@@ -114,9 +116,8 @@ bool HostPeer::apply(const std::string& answer) {
   return waiting->wait();
 }
 
-void HostPeer::OnAddTrack(
-    rtc::scoped_refptr<webrtc::RtpReceiverInterface> receiver,
-    const std::vector<rtc::scoped_refptr<webrtc::MediaStreamInterface>>&) {
+void HostPeer::OnAddTrack(rtc::scoped_refptr<webrtc::RtpReceiverInterface> receiver,
+                          const std::vector<rtc::scoped_refptr<webrtc::MediaStreamInterface>>&) {
   remote = rtc::scoped_refptr<webrtc::VideoTrackInterface>(
       static_cast<webrtc::VideoTrackInterface*>(receiver->track().get()));
   remote->AddOrUpdateSink(this, rtc::VideoSinkWants());

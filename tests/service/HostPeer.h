@@ -5,11 +5,10 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "api/peer_connection_interface.h"
 #include "api/video/video_frame.h"
@@ -28,11 +27,11 @@ class HostPeer : private webrtc::PeerConnectionObserver,
   /// What has been received so far.
   struct Received {
     int frames = 0;
-    int width = 0;   ///< of the newest frame, as is what follows
+    int width = 0;  ///< of the newest frame, as is what follows
     int height = 0;
     double seconds = 0;  ///< since the answer was applied
     std::vector<std::uint8_t> y, u, v;
-    std::vector<double> latencies;  ///< milliseconds from painted to received, of all frames
+    std::vector<double> latencies;   ///< milliseconds from painted to received, of all frames
     std::vector<std::string> sizes;  ///< each change of size, with the time
     int unreadable = 0;
     int lost = 0;

@@ -1,7 +1,5 @@
 #include "service/ServiceTalk.h"
 
-#include <utility>  // missing from Boost 1.74's own headers
-
 #include <boost/asio/connect.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -10,6 +8,7 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
+#include <utility>  // missing from Boost 1.74's own headers
 
 namespace quorvex::service::test {
 namespace {
@@ -69,8 +68,7 @@ std::string sendRaw(std::uint16_t port, const std::string& bytes, bool thenEnd) 
   return received;
 }
 
-HostSession::HostSession(std::uint16_t servicePort, const std::string& device)
-    : port(servicePort) {
+HostSession::HostSession(std::uint16_t servicePort, const std::string& device) : port(servicePort) {
   const Reply reply =
       request(port, "POST", "/api/session-token", {{"Content-Type", "application/json"}},
               nlohmann::json{{"device_id", device}}.dump());
@@ -93,15 +91,15 @@ struct StatusTalk::Socket {
 };
 
 StatusTalk::StatusTalk(const HostSession& session, const std::string& clientId)
-    : StatusTalk(session.port,
-                 (clientId.empty() ? "" : "client_id=" + clientId + "&") +
-                     "user_uuid=" + session.userUuid,
-                 session.token) {}
+    : StatusTalk(
+          session.port,
+          (clientId.empty() ? "" : "client_id=" + clientId + "&") + "user_uuid=" + session.userUuid,
+          session.token) {}
 
 StatusTalk::StatusTalk(std::uint16_t port, const std::string& query, const std::string& token)
     : socket(std::make_unique<Socket>(port)) {
-  socket->stream.set_option(websocket::stream_base::decorator(
-      [&](websocket::request_type& request) {
+  socket->stream.set_option(
+      websocket::stream_base::decorator([&](websocket::request_type& request) {
         request.set(http::field::authorization, "Bearer " + token);
       }));
   socket->stream.handshake("127.0.0.1", "/ws/status?" + query);
@@ -130,8 +128,12 @@ int StatusTalk::closeCode() {
   return socket->stream.reason().code;
 }
 
-void StatusTalk::close() { socket->stream.close(websocket::close_code::going_away); }
+void StatusTalk::close() {
+  socket->stream.close(websocket::close_code::going_away);
+}
 
-std::string StatusTalk::clientId() { return receive().value().at("client_id"); }
+std::string StatusTalk::clientId() {
+  return receive().value().at("client_id");
+}
 
 }  // namespace quorvex::service::test

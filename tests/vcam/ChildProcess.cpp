@@ -17,6 +17,7 @@ namespace quorvex::test {
 namespace {
 
 std::string whereIs(const std::string& program) {
+  if (program.starts_with('/')) return program;
   std::istringstream folders(std::getenv("PATH"));
   for (std::string folder; std::getline(folders, folder, ':');)
     if (const auto path = folder + "/" + program; ::access(path.c_str(), X_OK) == 0) return path;
@@ -60,6 +61,10 @@ std::optional<int> ChildProcess::exitCode() {
     return {};
   process = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+void ChildProcess::signal(int number) {
+  if (process >= 0) ::kill(process, number);
 }
 
 void ChildProcess::kill() {

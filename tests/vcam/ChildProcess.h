@@ -9,7 +9,7 @@ namespace quorvex::test {
 /// A program that ends with the test at the latest.
 class ChildProcess {
  public:
-  /// `words[0]` is looked for in PATH; `environment` holds NAME=VALUE lines that go before those of
+  /// `words[0]` is a path or looked for in PATH; `environment` holds NAME=VALUE lines that go before those of
   /// the test; what it prints goes to the file `output`. When the program is not installed the test
   /// fails, naming the Debian `package` that it comes with.
   ChildProcess(std::vector<std::string> words, const std::string& package,
@@ -19,6 +19,7 @@ class ChildProcess {
 
   /// Its exit code; none when it does not end within half a minute.
   [[nodiscard]] std::optional<int> exitCode();
+  void signal(int number);
   /// Ends it as a crash would.
   void kill();
 

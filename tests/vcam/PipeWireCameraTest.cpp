@@ -81,7 +81,8 @@ TEST(PipeWireCamera, reachesReadersOfEachFormatPixelByPixelAndInOrder) {
   for (const auto& [format, caps] : kOffered) {
     SCOPED_TRACE(caps);
     const auto numbers = numbersRead(pipeWire, format, caps, 20);
-    EXPECT_TRUE(std::ranges::is_sorted(numbers));
+    const auto goesBack = [](int one, int next) { return (next - one + 220) % 220 > 110; };
+    EXPECT_EQ(std::ranges::adjacent_find(numbers, goesBack), numbers.end());
     // A busy machine may lose some on the way, but a camera that stammers is none.
     EXPECT_GE(std::set(numbers.begin(), numbers.end()).size(), 15u);
   }

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Runs the camera tests against the kernel's own test webcam (vivid), in a virtual machine that needs
-# neither KVM nor root: tests/vm/cameras.sh build/release/bin/camera_vm_tests
+# neither KVM nor root: tests/vm/cameras.sh build/release/bin/camera_vm_tests [folder to work in]
 # Needs qemu-system-x86, busybox-static, cpio and kmod; fetches Debian's kernel image once.
 set -eu
 program=$(realpath "$1")
@@ -8,10 +8,10 @@ PATH=$PATH:/usr/sbin:/sbin
 for tool in qemu-system-x86_64 busybox cpio modprobe; do
   command -v $tool >/dev/null || { echo "$tool is missing: apt-get install the packages above" >&2; exit 2; }
 done
-work=${TMPDIR:-/tmp}/quorvex-vm
-root=$work/initramfs
+work=${2:-build/vm}
 mkdir -p "$work"
 cd "$work"
+root=$PWD/initramfs
 
 if ! ls kernel/boot/vmlinuz-* >/dev/null 2>&1; then
   package=$(apt-cache depends linux-image-amd64 | awk '/Depends/ { print $2; exit }')

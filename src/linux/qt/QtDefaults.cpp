@@ -125,7 +125,7 @@ void QtDefaults::setAside(const std::string& why) const {
 void QtDefaults::save() {
   const auto name = QString::fromStdString(path);
   QDir().mkpath(QFileInfo(name).path());
-  const std::string text = values.dump(2) + "\n";
+  const std::string text = values.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
   QSaveFile file(name);
   const bool saved = file.open(QIODevice::WriteOnly) &&
                      file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&

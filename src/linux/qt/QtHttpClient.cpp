@@ -19,8 +19,8 @@ class QtHttpClient::Exchanges {
     cookies.setParent(nullptr);  // shared: the manager must not delete it
   }
 
-  void begin(const HttpRequest& request, Seconds idleTimeout, Completion completion) {
-    auto exchange = std::make_unique<HttpExchange>(idleTimeout);
+  void begin(const HttpRequest& request, Seconds idle, Completion completion) {
+    auto exchange = std::make_unique<HttpExchange>(idle);
     HttpExchange& begun = *exchange;
     running.emplace(&begun, std::move(exchange));
     begun.begin(*manager, request,

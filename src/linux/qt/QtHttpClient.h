@@ -10,14 +10,13 @@ class NetworkThread;
 
 /// HttpClient on QNetworkAccessManager. Completions come on the network thread. Thread-safe.
 ///
-/// - The idle time restarts whenever data of the body moves either way and when the reply's headers
+/// - The idle time restarts whenever data of a body moves either way and when the reply's headers
 ///   are complete; a server that dribbles headers does not restart it.
-/// - Redirects (at most 10) are followed to the same origin; a request with neither body nor
-///   credentials is followed to other origins too, but never from https to http. A redirect that is
-///   refused is an error.
-/// - A reply's body holds at most 8 MiB; a reply with an empty body has none. Each of these is an
-///   error: a longer one, one cut short, one that is no HTTP. A status of 400 or more is a reply
-///   like any other.
+/// - At most 10 redirects are followed: to the same origin, and when the request has neither a body
+///   nor credentials to another one, but never from https to http. A refused one is an error.
+/// - A status of 400 or more is a reply like any other. A reply whose body is longer than 8 MiB or
+///   shorter than its Content-Length, or that is no HTTP, is an error. A chunked reply that is cut
+///   short may pass for a whole one: Qt does not always tell. An empty body counts as none.
 /// - A header name or value that HTTP does not allow is an error, and nothing is sent.
 /// - Requests do not ask for compressed replies, and use HTTP/1.1.
 ///

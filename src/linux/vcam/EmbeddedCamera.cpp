@@ -42,6 +42,7 @@ EmbeddedCamera::EmbeddedCamera(std::string path, std::function<void(std::string_
     if (listener) server = std::jthread([this](const std::stop_token& stop) { serve(stop); });
   } catch (const std::system_error& error) {
     problem = error.what();
+    listener.reset();
   }
   if (problem.empty())
     setAvailable();

@@ -80,7 +80,8 @@ const pw_core_events PipeWireNode::kCoreEvents = [] {
   pw_core_events handlers{};
   handlers.version = PW_VERSION_CORE_EVENTS;
   handlers.error = [](void* self, std::uint32_t id, int, int result, const char* message) {
-    if (id == PW_ID_CORE && result == -EPIPE) nodeOf(self)->lose(message);
+    // An error of another object reaches the stream, which says so by its state.
+    if (id == PW_ID_CORE) nodeOf(self)->lose(message ? message : std::strerror(-result));
   };
   return handlers;
 }();

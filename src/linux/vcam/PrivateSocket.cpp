@@ -27,6 +27,30 @@ UniqueFd newSocket() {
   return UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
+std::string lockPathOf(const std::string& path) {
+  return path + ".lock";
+}
+
+/// Without a value, and with the reason in `problem`, when somebody else holds it.
+UniqueFd takeLock(const std::string& lockPath, std::string* problem) {
+  for (;;) {
+    UniqueFd lock(
+        ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    if (!lock || ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+      *problem = lock && errno == EWOULDBLOCK
+                     ? "another running Quorvex Camera serves it; end that one first"
+                     : errorText();
+      return UniqueFd();
+    }
+    // Its former owner may have removed it after we opened it; then it guards nothing any more.
+    struct stat held {};
+    struct stat named {};
+    if (::fstat(lock.get(), &held) == 0 && ::lstat(lockPath.c_str(), &named) == 0 &&
+        held.st_ino == named.st_ino && held.st_dev == named.st_dev)
+      return lock;
+  }
+}
+
 /// Empty when nothing stands at `path` any more that a new socket would have to respect.
 std::string clearPath(const std::string& path, const sockaddr_un& address) {
   struct stat found {};
@@ -71,16 +95,12 @@ std::unique_ptr<PrivateSocket> PrivateSocket::open(const std::string& path, std:
     return nullptr;
   }
   const sockaddr_un address = addressOf(path);
-  UniqueFd lock(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW,
-                       S_IRUSR | S_IWUSR));
+  UniqueFd lock = takeLock(lockPathOf(path), problem);
+  if (!lock) return nullptr;
   UniqueFd listener = newSocket();
-  if (!lock)
-    *problem = errorText();
-  else if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
-    *problem = errno == EWOULDBLOCK ? "another running Quorvex Camera serves it; end that one first"
-                                    : errorText();
-  else if (*problem = clearPath(path, address); problem->empty())
+  if (*problem = clearPath(path, address); problem->empty())
     *problem = bindPrivately(listener, path, address);
+  if (!problem->empty()) ::unlink(lockPathOf(path).c_str());
   if (!problem->empty()) return nullptr;
   return std::unique_ptr<PrivateSocket>(
       new PrivateSocket(path, std::move(lock), std::move(listener)));

@@ -8,14 +8,14 @@
 namespace quorvex {
 
 /// A listening unix stream socket to which nobody but its owner can connect, at any moment. A file
-/// beside it, `PATH.lock`, tells a running owner from one that died; it stays behind, empty.
+/// beside it, `PATH.lock`, is locked while the owner runs, which tells it from one that died.
 class PrivateSocket {
  public:
   /// Replaces the socket of a process that is gone. Null, with the reason and the mend in
   /// `problem`, when the path is in use or cannot be used.
   static std::unique_ptr<PrivateSocket> open(const std::string& path, std::string* problem);
 
-  /// Removes the socket's file.
+  /// Removes both files.
   ~PrivateSocket();
 
   /// Non-blocking.

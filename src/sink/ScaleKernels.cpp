@@ -1,0 +1,182 @@
+#include "sink/ScaleKernels.h"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace quorvex {
+namespace {
+
+std::int8_t rounded(int sum) {
+  return static_cast<std::int8_t>((sum + 128) >> 8);
+}
+
+void blendRowsPlain(const std::uint8_t* const* rows, const std::uint8_t* weights, int pairs,
+                    int bytes, std::int8_t* out) {
+  for (int x = 0; x < bytes; ++x) {
+    int sum = 0;
+    for (int i = 0; i < 2 * pairs; ++i) sum += weights[i] * (rows[i][x] - 128);
+    out[x] = rounded(sum);
+  }
+}
+
+void mixColumnsPlain(const std::int8_t* row, std::span<const ColumnMix> mixes, int pairs,
+                     std::uint8_t sign, std::uint8_t* out) {
+  for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += pairs) {
+    for (int block = 0; block < ColumnMix::kBlocks; ++block) {
+      for (int i = 0; i < ColumnMix::kWindow; i += 2) {
+        int sum = 0;
+        for (const ColumnMix* part = mix; part != mix + pairs; ++part) {
+          const std::int8_t* window = row + part->start[block];
+          sum += part->weight[block][i] * window[part->pick[block][i]];
+          sum += part->weight[block][i + 1] * window[part->pick[block][i + 1]];
+        }
+        out[ColumnMix::kBlockAt[block] * 8 + i / 2] =
+            static_cast<std::uint8_t>(rounded(sum)) ^ sign;
+      }
+    }
+    out += ColumnMix::kBytes;
+  }
+}
+
+#if defined(__x86_64__)
+
+// Multiplying by 128 and keeping the rounded upper half is (sum + 128) >> 8 in one instruction.
+constexpr short kRound = 128;
+
+short weightPair(const std::uint8_t* weights) {
+  return static_cast<short>(weights[0] | weights[1] << 8);
+}
+
+[[gnu::target("ssse3")]] inline __m128i load128(const void* from) {
+  return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+
+[[gnu::target("ssse3")]] void blendRowsSsse3(const std::uint8_t* const* rows,
+                                             const std::uint8_t* weights, int pairs, int bytes,
+                                             std::int8_t* out) {
+  const __m128i sign = _mm_set1_epi8(-128), round = _mm_set1_epi16(kRound);
+  for (int x = 0; x < bytes; x += 16) {
+    __m128i low = _mm_setzero_si128(), high = low;
+    for (int pair = 0; pair < pairs; ++pair) {
+      const __m128i weight = _mm_set1_epi16(weightPair(weights + 2 * pair));
+      const __m128i a = _mm_xor_si128(load128(rows[2 * pair] + x), sign);
+      const __m128i b = _mm_xor_si128(load128(rows[2 * pair + 1] + x), sign);
+      low = _mm_add_epi16(low, _mm_maddubs_epi16(weight, _mm_unpacklo_epi8(a, b)));
+      high = _mm_add_epi16(high, _mm_maddubs_epi16(weight, _mm_unpackhi_epi8(a, b)));
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
+                     _mm_packs_epi16(_mm_mulhrs_epi16(low, round), _mm_mulhrs_epi16(high, round)));
+  }
+}
+
+[[gnu::target("ssse3")]] inline __m128i mixBlock(const std::int8_t* row, const ColumnMix* mix,
+                                                 int pairs, int block) {
+  __m128i sum = _mm_setzero_si128();
+  for (int pair = 0; pair < pairs; ++pair) {
+    const __m128i picked =
+        _mm_shuffle_epi8(load128(row + mix[pair].start[block]), load128(mix[pair].pick[block]));
+    sum = _mm_add_epi16(sum, _mm_maddubs_epi16(load128(mix[pair].weight[block]), picked));
+  }
+  return _mm_mulhrs_epi16(sum, _mm_set1_epi16(kRound));
+}
+
+[[gnu::target("ssse3")]] void mixColumnsSsse3(const std::int8_t* row,
+                                              std::span<const ColumnMix> mixes, int pairs,
+                                              std::uint8_t sign, std::uint8_t* out) {
+  const __m128i flip = _mm_set1_epi8(static_cast<char>(sign));
+  for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += pairs) {
+    for (int half = 0; half < 2; ++half) {
+      const __m128i bytes =
+          _mm_packs_epi16(mixBlock(row, mix, pairs, half), mixBlock(row, mix, pairs, half + 2));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16 * half), _mm_xor_si128(bytes, flip));
+    }
+    out += ColumnMix::kBytes;
+  }
+}
+
+[[gnu::target("avx2")]] inline __m256i load256(const void* from) {
+  return _mm256_loadu_si256(static_cast<const __m256i*>(from));
+}
+
+[[gnu::target("avx2"), gnu::always_inline]] inline void blendRowsAvx2With(
+    const std::uint8_t* const* __restrict rows, const std::uint8_t* __restrict weights, int pairs,
+    int bytes, std::int8_t* __restrict out) {
+  const __m256i sign = _mm256_set1_epi8(-128), round = _mm256_set1_epi16(kRound);
+  for (int x = 0; x < bytes; x += 32) {
+    __m256i low = _mm256_setzero_si256(), high = low;
+    for (int pair = 0; pair < pairs; ++pair) {
+      const __m256i weight = _mm256_set1_epi16(weightPair(weights + 2 * pair));
+      const __m256i a = _mm256_xor_si256(load256(rows[2 * pair] + x), sign);
+      const __m256i b = _mm256_xor_si256(load256(rows[2 * pair + 1] + x), sign);
+      low = _mm256_add_epi16(low, _mm256_maddubs_epi16(weight, _mm256_unpacklo_epi8(a, b)));
+      high = _mm256_add_epi16(high, _mm256_maddubs_epi16(weight, _mm256_unpackhi_epi8(a, b)));
+    }
+    _mm256_storeu_si256(
+        reinterpret_cast<__m256i*>(out + x),
+        _mm256_packs_epi16(_mm256_mulhrs_epi16(low, round), _mm256_mulhrs_epi16(high, round)));
+  }
+}
+
+// With the number of pairs known, the compiler keeps rows and weights in registers.
+[[gnu::target("avx2")]] void blendRowsAvx2(const std::uint8_t* const* rows,
+                                           const std::uint8_t* weights, int pairs, int bytes,
+                                           std::int8_t* out) {
+  if (pairs == 1) return blendRowsAvx2With(rows, weights, 1, bytes, out);
+  if (pairs == 2) return blendRowsAvx2With(rows, weights, 2, bytes, out);
+  blendRowsAvx2With(rows, weights, pairs, bytes, out);
+}
+
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i mixTwoBlocks(const std::int8_t* row,
+                                                                        const ColumnMix* mix,
+                                                                        int pairs, int block) {
+  __m256i sum = _mm256_setzero_si256();
+  for (int pair = 0; pair < pairs; ++pair) {
+    const __m128i first = load128(row + mix[pair].start[block]);
+    const __m128i second = load128(row + mix[pair].start[block + 1]);
+    const __m256i windows = _mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1);
+    const __m256i picked = _mm256_shuffle_epi8(windows, load256(mix[pair].pick[block]));
+    sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(load256(mix[pair].weight[block]), picked));
+  }
+  return _mm256_mulhrs_epi16(sum, _mm256_set1_epi16(kRound));
+}
+
+[[gnu::target("avx2"), gnu::always_inline]] inline void mixColumnsAvx2With(
+    const std::int8_t* row, std::span<const ColumnMix> mixes, int pairs, std::uint8_t sign,
+    std::uint8_t* out) {
+  const __m256i flip = _mm256_set1_epi8(static_cast<char>(sign));
+  for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += pairs) {
+    const __m256i bytes =
+        _mm256_packs_epi16(mixTwoBlocks(row, mix, pairs, 0), mixTwoBlocks(row, mix, pairs, 2));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_xor_si256(bytes, flip));
+    out += ColumnMix::kBytes;
+  }
+}
+
+[[gnu::target("avx2")]] void mixColumnsAvx2(const std::int8_t* row,
+                                            std::span<const ColumnMix> mixes, int pairs,
+                                            std::uint8_t sign, std::uint8_t* out) {
+  if (pairs == 1) return mixColumnsAvx2With(row, mixes, 1, sign, out);
+  if (pairs == 2) return mixColumnsAvx2With(row, mixes, 2, sign, out);
+  mixColumnsAvx2With(row, mixes, pairs, sign, out);
+}
+
+#endif
+
+}  // namespace
+
+std::span<const ScaleKernels> scaleKernels() {
+#if defined(__x86_64__)
+  static constexpr ScaleKernels kAll[] = {{"AVX2", blendRowsAvx2, mixColumnsAvx2},
+                                          {"SSSE3", blendRowsSsse3, mixColumnsSsse3},
+                                          {"plain", blendRowsPlain, mixColumnsPlain}};
+  static const int first =
+      __builtin_cpu_supports("avx2") ? 0 : (__builtin_cpu_supports("ssse3") ? 1 : 2);
+  return std::span(kAll).subspan(first);
+#else
+  static constexpr ScaleKernels kAll[] = {{"plain", blendRowsPlain, mixColumnsPlain}};
+  return kAll;
+#endif
+}
+
+}  // namespace quorvex

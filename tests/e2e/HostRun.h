@@ -1,0 +1,60 @@
+#pragma once
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "app/HostLog.h"
+#include "vcam/ChildProcess.h"
+#include "vcam/TemporaryFolder.h"
+
+namespace quorvex::test {
+
+inline std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// One run of the real host, with folders of its own, and what it leaves behind.
+class HostRun {
+ public:
+  explicit HostRun(std::vector<std::string> options, std::vector<std::string> environment = {})
+      : logStart(contentOf(hostLogPath()).size()) {
+    std::vector<std::string> words{HOST_PROGRAM};
+    words.insert(words.end(), options.begin(), options.end());
+    words.insert(words.end(), {"--report", folder / "report.json"});
+    environment.insert(environment.begin(), {"XDG_CONFIG_HOME=" + (folder / "config"),
+                                             "XDG_RUNTIME_DIR=" + (folder / "")});
+    process.emplace(words, "", output(), environment);
+  }
+
+  [[nodiscard]] std::string socket() const { return folder / "quorvex-camera.sock"; }
+  [[nodiscard]] std::string printed() const { return contentOf(output()); }
+  [[nodiscard]] bool says(const std::string& text) const {
+    return printed().find(text) != std::string::npos;
+  }
+  [[nodiscard]] nlohmann::json report() const {
+    return nlohmann::json::parse(contentOf(folder / "report.json"));
+  }
+
+  /// What this run wrote into the host's log: each line's message.
+  [[nodiscard]] std::vector<std::string> log() const {
+    std::ifstream file(hostLogPath());
+    file.seekg(static_cast<std::streamoff>(logStart));
+    std::vector<std::string> messages;
+    for (std::string line; std::getline(file, line);)
+      messages.push_back(line.substr(line.find("] ") + 2));
+    return messages;
+  }
+
+  TemporaryFolder folder;
+  std::optional<ChildProcess> process;
+
+ private:
+  [[nodiscard]] std::string output() const { return folder / "output.txt"; }
+
+  const std::size_t logStart;
+};
+
+}  // namespace quorvex::test
