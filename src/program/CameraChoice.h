@@ -18,8 +18,8 @@ namespace quorvex {
 
 /// The camera that the options name. In the demo the test pattern follows the webcams, so that it
 /// stands in for one that is not there. `log` takes lines for people, on any thread.
-[[nodiscard]] std::unique_ptr<CameraProvider> makeCamera(
-    const Options& options, const std::shared_ptr<FrameLedger>& ledger,
-    std::function<void(std::string_view)> log);
+[[nodiscard]] std::unique_ptr<CameraProvider> makeCamera(const Options& options,
+                                                         const std::shared_ptr<FrameLedger>& ledger,
+                                                         std::function<void(std::string_view)> log);
 
 }  // namespace quorvex

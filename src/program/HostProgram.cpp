@@ -36,13 +36,11 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
       cmio(
           virtualCamera.outputs(), [](std::string_view line) { hostLog(line); },
           [this](const CMSampleBuffer& sample) {
-            if (sample.imageBuffer && cameraPaintsNumbers)
+            if (sample.imageBuffer)
               probe.frameDelivered(*sample.imageBuffer, monotonicNanoseconds());
           }),
-      camera(std::make_shared<CountingCamera>(
-          makeCamera(chosenCamera(setup.options), setup.options, ledger, logAndNote()),
-          logAndNote())),
-      cameraPaintsNumbers(chosenCamera(setup.options) == Options::Camera::pattern),
+      camera(std::make_shared<CountingCamera>(makeCamera(setup.options, ledger, logAndNote()),
+                                              logAndNote())),
       engine(camera, setup.serviceIsLocal),
       delegate(std::make_shared<AppDelegate>(platform(), setup.endpoints)),
       monitor(mainQueue, clock, console, watched()) {}

@@ -25,7 +25,9 @@ std::string frameSize(const SinkStatistics& sink) {
 }
 
 /// To a tenth, so that a report does not show more than was measured.
-double tenths(double value) { return std::round(value * 10) / 10; }
+double tenths(double value) {
+  return std::round(value * 10) / 10;
+}
 
 unsigned long long number(std::uint64_t value) {
   return value;

@@ -10,10 +10,9 @@ namespace quorvex {
 
 VirtualCameraChoice::VirtualCameraChoice(const Options& options,
                                          const std::function<void(std::string_view)>& log) {
-  const bool embedded =
-      options.virtualCamera == Options::VirtualCamera::embedded ||
-      (options.virtualCamera == Options::VirtualCamera::automatic && options.demo &&
-       PipeWireCamera::whyNoDaemon());
+  const bool embedded = options.virtualCamera == Options::VirtualCamera::embedded ||
+                        (options.virtualCamera == Options::VirtualCamera::automatic &&
+                         options.demo && PipeWireCamera::whyNoDaemon());
   if (embedded)
     chooseEmbedded(log);
   else

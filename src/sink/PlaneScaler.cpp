@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace quorvex {
 namespace {
@@ -21,130 +22,148 @@ void PlaneScaler::scale(const Geometry& wanted, const std::uint8_t* from, int fr
     geometry = wanted;
     prepare();
   }
-  const int sourceBytes = static_cast<int>(std::ceil(wanted.sourceWidth)) * wanted.bytesPerPixel;
   const int taps = rowTaps.perPixel;
-  for (int row = 0; row < wanted.height; ++row) {
+  const int lineBytes = static_cast<int>(line.size()) - ColumnMix::kWindow;
+  const int bytes = geometry.width * geometry.bytesPerPixel;
+  const int rest = bytes % ColumnMix::kBytes;
+  const int wholeMixes = bytes / ColumnMix::kBytes * passes;
+  const std::span<const ColumnMix> mixes = columns;
+  for (int row = 0; row < geometry.height; ++row, to += toStride) {
     for (int i = 0; i < taps; ++i)
       rows[i] = from + static_cast<std::ptrdiff_t>(rowTaps.index[row * taps + i]) * fromStride;
-    kernels.blendRows(rows.data(), &rowTaps.weight[row * taps], taps / 2,
-                      roundedUp(sourceBytes, ColumnMix::kBytes), line[0].data());
-    scaleRow(to + static_cast<std::ptrdiff_t>(row) * toStride);
-  }
-}
-
-void PlaneScaler::scaleRow(std::uint8_t* to) {
-  int current = 0;
-  for (std::size_t i = 0; i + 1 < stages.size(); ++i) {
-    kernels.mixColumns(line[current].data(), stages[i].mixes, stages[i].pairs, 0,
-                       reinterpret_cast<std::uint8_t*>(line[1 - current].data()));
-    current = 1 - current;
-  }
-  const ColumnStage& last = stages.back();
-  const std::span<const ColumnMix> mixes = last.mixes;
-  const int bytes = geometry.width * geometry.bytesPerPixel;
-  const int whole = bytes / ColumnMix::kBytes * last.pairs;
-  kernels.mixColumns(line[current].data(), mixes.first(whole), last.pairs, 0x80, to);
-  if (const int rest = bytes % ColumnMix::kBytes) {
+    kernels.blendRows(rows.data(), &rowTaps.weight[row * taps], taps / 2, lineBytes, line.data());
+    kernels.mixColumns(line.data(), mixes.first(wholeMixes), passes, to);
+    if (rest == 0) continue;
     std::array<std::uint8_t, ColumnMix::kBytes> end;
-    kernels.mixColumns(line[current].data(), mixes.subspan(whole), last.pairs, 0x80, end.data());
+    kernels.mixColumns(line.data(), mixes.subspan(wholeMixes), passes, end.data());
     std::memcpy(to + bytes - rest, end.data(), rest);
   }
 }
 
 void PlaneScaler::prepare() {
-  const auto& [sourceWidth, sourceHeight, width, height, bytesPerPixel, mirrored] = geometry;
-  const double down = sourceHeight / height;
-  rowTaps = makeTaps(down, std::max(down, 1.0), height, static_cast<int>(std::ceil(sourceHeight)));
+  const int sourceRows = static_cast<int>(std::ceil(geometry.sourceHeight));
+  rowTaps = makeTaps(geometry.sourceHeight / geometry.height, geometry.height, sourceRows);
   rows.resize(rowTaps.perPixel);
-
-  // Eight pixels fit their window of 16 samples as long as a row shrinks to no less than its half;
-  // halve it until that holds.
-  int samples = static_cast<int>(std::ceil(sourceWidth));
-  // A window may begin at the last byte.
-  for (auto& buffer : line)
-    buffer.assign(roundedUp(samples * bytesPerPixel, ColumnMix::kBytes) + ColumnMix::kWindow, 0);
-  double across = sourceWidth / width;
-  stages.clear();
-  for (; across > 2; across /= 2) {
-    const int halved = (samples + 1) / 2;
-    stages.push_back(makeStage(makeTaps(2, 1, halved, samples), bytesPerPixel, false));
-    samples = halved;
-  }
-  stages.push_back(
-      makeStage(makeTaps(across, std::max(across, 1.0), width, samples), bytesPerPixel, mirrored));
+  const int samples = static_cast<int>(std::ceil(geometry.sourceWidth));
+  // The last window may begin at the last byte.
+  const int lineBytes = roundedUp(samples * geometry.bytesPerPixel, ColumnMix::kBytes);
+  line.assign(lineBytes + ColumnMix::kWindow, 0);
+  makeColumns(makeTaps(geometry.sourceWidth / geometry.width, geometry.width, samples));
 }
 
-PlaneScaler::Taps PlaneScaler::makeTaps(double ratio, double reach, int count, int samples) {
+PlaneScaler::Taps PlaneScaler::makeTaps(double ratio, int count, int samples) {
+  const double size = std::max(ratio, 1.0);
+  const auto start = [&](int pixel) { return (pixel + 0.5) * ratio - size / 2; };
+  // A sample that is only touched is left out; without the margin, rounding would let some in.
+  const auto first = [&](int pixel) { return static_cast<int>(std::floor(start(pixel) + 1e-6)); };
   Taps taps;
-  taps.perPixel = roundedUp(static_cast<int>(std::ceil(2 * reach)), 2);
+  for (int pixel = 0; pixel < count; ++pixel) {
+    const int behind = static_cast<int>(std::ceil(start(pixel) + size - 1e-6));
+    taps.perPixel = std::max(taps.perPixel, roundedUp(behind - first(pixel), 2));
+  }
   taps.index.resize(static_cast<std::size_t>(count) * taps.perPixel);
   taps.weight.resize(taps.index.size());
   for (int pixel = 0; pixel < count; ++pixel) {
-    const double centre = (pixel + 0.5) * ratio - 0.5;
-    const int first = static_cast<int>(std::floor(centre - reach)) + 1;
     for (int i = 0; i < taps.perPixel; ++i)
-      taps.index[pixel * taps.perPixel + i] = std::clamp(first + i, 0, samples - 1);
-    makeWeights(taps, pixel, centre, reach, first);
+      taps.index[pixel * taps.perPixel + i] = std::clamp(first(pixel) + i, 0, samples - 1);
+    makeWeights(taps, pixel, (first(pixel) - start(pixel)) / size, 1 / size);
   }
   return taps;
 }
 
 // Rounds the running sum, not each weight: the sum comes out whole, what one weight loses its
-// neighbour gains, and weights far below one (a wide triangle) are not all lost.
-void PlaneScaler::makeWeights(Taps& taps, int pixel, double centre, double reach, int first) {
-  const auto height = [&](int i) {
-    return std::max(0.0, 1 - std::abs(first + i - centre) / reach);
-  };
-  double total = 0, sum = 0;
-  for (int i = 0; i < taps.perPixel; ++i) total += height(i);
+// neighbour gains, and weights far below one (a very large pixel) are not all lost.
+void PlaneScaler::makeWeights(Taps& taps, int pixel, double covered, double perSample) {
   int given = 0;
-  for (int i = 0; i < taps.perPixel; ++i) {
-    const std::size_t at = static_cast<std::size_t>(pixel) * taps.perPixel + i;
-    sum += height(i);
-    const int weight = static_cast<int>(std::lround(sum / total * kWhole)) - given;
+  for (int i = pixel * taps.perPixel; i < (pixel + 1) * taps.perPixel; ++i) {
+    covered += perSample;
+    const int weight = static_cast<int>(std::lround(std::min(covered, 1.0) * kWhole)) - given;
     given += weight;
     if (weight < kWhole) {
-      taps.weight[at] += static_cast<std::uint8_t>(weight);
+      taps.weight[i] += static_cast<std::uint8_t>(weight);
       continue;
     }
     // A whole weight does not fit a byte: the sample is mixed with itself.
-    taps.weight[at] = taps.weight[at ^ 1] = kWhole / 2;
-    taps.index[at ^ 1] = taps.index[at];
+    taps.weight[i] = taps.weight[i ^ 1] = kWhole / 2;
+    taps.index[i ^ 1] = taps.index[i];
   }
 }
 
-PlaneScaler::ColumnStage PlaneScaler::makeStage(const Taps& taps, int bytesPerPixel,
-                                                bool mirrored) {
-  ColumnStage stage;
-  stage.pairs = taps.perPixel / 2;
-  const int bytes = static_cast<int>(taps.index.size()) / taps.perPixel * bytesPerPixel;
-  const int groups = roundedUp(bytes, ColumnMix::kBytes) / ColumnMix::kBytes;
-  stage.mixes.resize(static_cast<std::size_t>(groups) * stage.pairs);
-  for (int group = 0; group < groups; ++group)
-    for (int pair = 0; pair < stage.pairs; ++pair)
-      for (int block = 0; block < ColumnMix::kBlocks; ++block)
-        fillBlock(stage.mixes[group * stage.pairs + pair], block, taps, pair,
-                  group * ColumnMix::kBytes + ColumnMix::kBlockAt[block] * 8, bytesPerPixel,
-                  mirrored);
-  return stage;
+/// Goes through the source bytes of one byte of the result, leaving out those that weigh nothing.
+class PlaneScaler::TapCursor {
+ public:
+  TapCursor() = default;
+  TapCursor(const Taps& from, int pixel, int bytesPerPixel, int channel)
+      : taps(&from),
+        step(bytesPerPixel),
+        offset(channel),
+        at(pixel * from.perPixel),
+        end(at + from.perPixel) {
+    skip();
+  }
+  bool done() const { return at == end; }
+  int source() const { return taps->index[at] * step + offset; }
+  std::uint8_t take() {
+    const std::uint8_t weight = taps->weight[at++];
+    skip();
+    return weight;
+  }
+
+ private:
+  void skip() {
+    while (at != end && taps->weight[at] == 0) ++at;
+  }
+  const Taps* taps = nullptr;
+  int step = 0, offset = 0, at = 0, end = 0;
+};
+
+// A pass gives each byte of a block the next two of its sources that lie in one window. Down to
+// half the size all lie in the first one, so that one or two passes do.
+std::vector<PlaneScaler::BlockPass> PlaneScaler::blockPasses(const Taps& taps,
+                                                             int firstByte) const {
+  std::array<TapCursor, ColumnMix::kWindow / 2> cursors;
+  for (int i = 0; i < static_cast<int>(cursors.size()); ++i) {
+    const int pixel = (firstByte + i) / geometry.bytesPerPixel;
+    if (pixel >= geometry.width) break;
+    cursors[i] = TapCursor(taps, geometry.mirrored ? geometry.width - 1 - pixel : pixel,
+                           geometry.bytesPerPixel, (firstByte + i) % geometry.bytesPerPixel);
+  }
+  std::vector<BlockPass> result;
+  while (true) {
+    int start = std::numeric_limits<int>::max();
+    for (const TapCursor& cursor : cursors)
+      if (!cursor.done()) start = std::min(start, cursor.source());
+    if (start == std::numeric_limits<int>::max()) return result;
+    BlockPass pass{.start = static_cast<std::uint32_t>(start)};
+    for (int i = 0; i < ColumnMix::kWindow; ++i) {
+      TapCursor& cursor = cursors[i / 2];
+      if (cursor.done() || cursor.source() >= start + ColumnMix::kWindow) continue;
+      pass.pick[i] = static_cast<std::uint8_t>(cursor.source() - start);
+      pass.weight[i] = cursor.take();
+    }
+    result.push_back(pass);
+  }
 }
 
-void PlaneScaler::fillBlock(ColumnMix& mix, int block, const Taps& taps, int pair, int firstByte,
-                            int bytesPerPixel, bool mirrored) {
-  const int count = static_cast<int>(taps.index.size()) / taps.perPixel;
-  std::array<int, ColumnMix::kWindow> source;
-  for (int i = 0; i < ColumnMix::kWindow; ++i) {
-    // Behind the end of the row the last pixel is repeated.
-    const int byte = firstByte + i / 2;
-    const int pixel = std::min(byte / bytesPerPixel, count - 1);
-    const int tap = (mirrored ? count - 1 - pixel : pixel) * taps.perPixel + 2 * pair + i % 2;
-    source[i] = taps.index[tap] * bytesPerPixel + byte % bytesPerPixel;
-    mix.weight[block][i] = taps.weight[tap];
+void PlaneScaler::makeColumns(const Taps& taps) {
+  std::vector<std::vector<BlockPass>> blocks;
+  passes = 0;
+  for (int byte = 0; byte < geometry.width * geometry.bytesPerPixel || blocks.size() % 4 != 0;
+       byte += ColumnMix::kWindow / 2) {
+    blocks.push_back(blockPasses(taps, byte));
+    passes = std::max(passes, static_cast<int>(blocks.back().size()));
   }
-  const int start = *std::min_element(source.begin(), source.end());
-  mix.start[block] = start;
-  for (int i = 0; i < ColumnMix::kWindow; ++i)
-    mix.pick[block][i] = static_cast<std::uint8_t>(source[i] - start);
+  columns.assign(blocks.size() / 4 * passes, {});
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    ColumnMix* mix = &columns[i / 4 * passes];
+    const int slot = ColumnMix::kBlocks[i % 4];
+    for (const BlockPass& pass : blocks[i]) {
+      mix->start[slot] = pass.start;
+      mix->pick[slot] = pass.pick;
+      mix->weight[slot] = pass.weight;
+      ++mix;
+    }
+  }
 }
 
 }  // namespace quorvex

@@ -8,9 +8,10 @@
 
 namespace quorvex {
 
-/// Scales one plane of 8-bit samples, or of interleaved pairs of them, to any size: between samples
-/// when it grows, by the weighted mean of all samples a pixel covers (a triangle) when it shrinks.
-/// Keeps tables for the geometry it last saw; a steady one allocates nothing. One thread at a time.
+/// Scales one plane of 8-bit samples, or of interleaved pairs of them, to any size: a pixel is the
+/// mean of the samples it covers, each by its share; one smaller than a sample lies between its
+/// neighbours (bilinear). Keeps tables for the geometry it last saw, so that a steady one allocates
+/// nothing. One thread at a time.
 class PlaneScaler {
  public:
   struct Geometry {
@@ -32,32 +33,31 @@ class PlaneScaler {
              int toStride);
 
  private:
-  /// For each pixel along one axis, the samples to mix and their weights, which add up to 256.
+  /// For each pixel along one axis, an even number of samples to mix and their weights.
   struct Taps {
-    int perPixel = 0;  // even
+    int perPixel = 0;
     std::vector<int> index;
     std::vector<std::uint8_t> weight;
   };
-  /// One pass along a row.
-  struct ColumnStage {
-    int pairs = 0;
-    std::vector<ColumnMix> mixes;
+  class TapCursor;
+  struct BlockPass {  // what one ColumnMix says about one of its blocks
+    std::uint32_t start = 0;
+    std::array<std::uint8_t, ColumnMix::kWindow> pick{}, weight{};
   };
 
   void prepare();
-  void scaleRow(std::uint8_t* to);
-  static Taps makeTaps(double ratio, double reach, int count, int samples);
-  static void makeWeights(Taps& taps, int pixel, double centre, double reach, int first);
-  static ColumnStage makeStage(const Taps& taps, int bytesPerPixel, bool mirrored);
-  static void fillBlock(ColumnMix& mix, int block, const Taps& taps, int pair, int firstByte,
-                        int bytesPerPixel, bool mirrored);
+  void makeColumns(const Taps& taps);
+  std::vector<BlockPass> blockPasses(const Taps& taps, int firstByte) const;
+  static Taps makeTaps(double ratio, int count, int samples);
+  static void makeWeights(Taps& taps, int pixel, double covered, double perSample);
 
   const ScaleKernels& kernels;
   Geometry geometry;
   Taps rowTaps;
-  std::vector<const std::uint8_t*> rows;         // the rows that make the present one
-  std::vector<ColumnStage> stages;               // the last one writes the result
-  std::array<std::vector<std::int8_t>, 2> line;  // between two passes
+  std::vector<const std::uint8_t*> rows;  // those that make the present one
+  std::vector<std::int8_t> line;          // the present one before its columns are mixed
+  std::vector<ColumnMix> columns;
+  int passes = 0;  // over the columns
 };
 
 }  // namespace quorvex

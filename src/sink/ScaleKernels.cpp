@@ -7,36 +7,32 @@
 namespace quorvex {
 namespace {
 
-std::int8_t rounded(int sum) {
-  return static_cast<std::int8_t>((sum + 128) >> 8);
-}
-
 void blendRowsPlain(const std::uint8_t* const* rows, const std::uint8_t* weights, int pairs,
                     int bytes, std::int8_t* out) {
   for (int x = 0; x < bytes; ++x) {
-    int sum = 0;
+    int sum = 128;
     for (int i = 0; i < 2 * pairs; ++i) sum += weights[i] * (rows[i][x] - 128);
-    out[x] = rounded(sum);
+    out[x] = static_cast<std::int8_t>(sum >> 8);
   }
 }
 
-void mixColumnsPlain(const std::int8_t* row, std::span<const ColumnMix> mixes, int pairs,
-                     std::uint8_t sign, std::uint8_t* out) {
-  for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += pairs) {
-    for (int block = 0; block < ColumnMix::kBlocks; ++block) {
-      for (int i = 0; i < ColumnMix::kWindow; i += 2) {
-        int sum = 0;
-        for (const ColumnMix* part = mix; part != mix + pairs; ++part) {
-          const std::int8_t* window = row + part->start[block];
-          sum += part->weight[block][i] * window[part->pick[block][i]];
-          sum += part->weight[block][i + 1] * window[part->pick[block][i + 1]];
-        }
-        out[ColumnMix::kBlockAt[block] * 8 + i / 2] =
-            static_cast<std::uint8_t>(rounded(sum)) ^ sign;
-      }
-    }
-    out += ColumnMix::kBytes;
+int mixByte(const std::int8_t* row, std::span<const ColumnMix> passes, int block, int byte) {
+  int sum = 127;
+  for (const ColumnMix& mix : passes) {
+    const std::int8_t* window = row + mix.start[block];
+    for (int i = 2 * byte; i < 2 * byte + 2; ++i)
+      sum += mix.weight[block][i] * window[mix.pick[block][i]];
   }
+  return (sum >> 8) + 128;
+}
+
+void mixColumnsPlain(const std::int8_t* row, std::span<const ColumnMix> mixes, int passes,
+                     std::uint8_t* out) {
+  for (; !mixes.empty(); mixes = mixes.subspan(passes), out += ColumnMix::kBytes)
+    for (std::size_t block = 0; block < ColumnMix::kBlocks.size(); ++block)
+      for (int byte = 0; byte < 8; ++byte)
+        out[ColumnMix::kBlocks[block] * 8 + byte] =
+            static_cast<std::uint8_t>(mixByte(row, mixes.first(passes), block, byte));
 }
 
 #if defined(__x86_64__)
@@ -71,27 +67,26 @@ short weightPair(const std::uint8_t* weights) {
 }
 
 [[gnu::target("ssse3")]] inline __m128i mixBlock(const std::int8_t* row, const ColumnMix* mix,
-                                                 int pairs, int block) {
-  __m128i sum = _mm_setzero_si128();
-  for (int pair = 0; pair < pairs; ++pair) {
-    const __m128i picked =
-        _mm_shuffle_epi8(load128(row + mix[pair].start[block]), load128(mix[pair].pick[block]));
-    sum = _mm_add_epi16(sum, _mm_maddubs_epi16(load128(mix[pair].weight[block]), picked));
+                                                 int passes, int block) {
+  __m128i sum = _mm_set1_epi16(-1);
+  for (const ColumnMix* end = mix + passes; mix != end; ++mix) {
+    const __m128i window = load128(row + mix->start[block]);
+    const __m128i picked = _mm_shuffle_epi8(window, load128(&mix->pick[block]));
+    sum = _mm_adds_epi16(sum, _mm_maddubs_epi16(load128(&mix->weight[block]), picked));
   }
   return _mm_mulhrs_epi16(sum, _mm_set1_epi16(kRound));
 }
 
 [[gnu::target("ssse3")]] void mixColumnsSsse3(const std::int8_t* row,
-                                              std::span<const ColumnMix> mixes, int pairs,
-                                              std::uint8_t sign, std::uint8_t* out) {
-  const __m128i flip = _mm_set1_epi8(static_cast<char>(sign));
-  for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += pairs) {
-    for (int half = 0; half < 2; ++half) {
+                                              std::span<const ColumnMix> mixes, int passes,
+                                              std::uint8_t* out) {
+  const __m128i sign = _mm_set1_epi8(-128);
+  for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += passes) {
+    for (int half = 0; half < 2; ++half, out += 16) {
       const __m128i bytes =
-          _mm_packs_epi16(mixBlock(row, mix, pairs, half), mixBlock(row, mix, pairs, half + 2));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16 * half), _mm_xor_si128(bytes, flip));
+          _mm_packs_epi16(mixBlock(row, mix, passes, half), mixBlock(row, mix, passes, half + 2));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_xor_si128(bytes, sign));
     }
-    out += ColumnMix::kBytes;
   }
 }
 
@@ -129,36 +124,34 @@ short weightPair(const std::uint8_t* weights) {
 
 [[gnu::target("avx2"), gnu::always_inline]] inline __m256i mixTwoBlocks(const std::int8_t* row,
                                                                         const ColumnMix* mix,
-                                                                        int pairs, int block) {
-  __m256i sum = _mm256_setzero_si256();
-  for (int pair = 0; pair < pairs; ++pair) {
-    const __m128i first = load128(row + mix[pair].start[block]);
-    const __m128i second = load128(row + mix[pair].start[block + 1]);
-    const __m256i windows = _mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1);
-    const __m256i picked = _mm256_shuffle_epi8(windows, load256(mix[pair].pick[block]));
-    sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(load256(mix[pair].weight[block]), picked));
+                                                                        int passes, int block) {
+  __m256i sum = _mm256_set1_epi16(-1);
+  for (const ColumnMix* end = mix + passes; mix != end; ++mix) {
+    const __m256i first = _mm256_castsi128_si256(load128(row + mix->start[block]));
+    const __m256i windows = _mm256_inserti128_si256(first, load128(row + mix->start[block + 1]), 1);
+    const __m256i picked = _mm256_shuffle_epi8(windows, load256(&mix->pick[block]));
+    sum = _mm256_adds_epi16(sum, _mm256_maddubs_epi16(load256(&mix->weight[block]), picked));
   }
   return _mm256_mulhrs_epi16(sum, _mm256_set1_epi16(kRound));
 }
 
 [[gnu::target("avx2"), gnu::always_inline]] inline void mixColumnsAvx2With(
-    const std::int8_t* row, std::span<const ColumnMix> mixes, int pairs, std::uint8_t sign,
-    std::uint8_t* out) {
-  const __m256i flip = _mm256_set1_epi8(static_cast<char>(sign));
-  for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += pairs) {
+    const std::int8_t* row, std::span<const ColumnMix> mixes, int passes, std::uint8_t* out) {
+  const __m256i sign = _mm256_set1_epi8(-128);
+  for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += passes) {
     const __m256i bytes =
-        _mm256_packs_epi16(mixTwoBlocks(row, mix, pairs, 0), mixTwoBlocks(row, mix, pairs, 2));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_xor_si256(bytes, flip));
+        _mm256_packs_epi16(mixTwoBlocks(row, mix, passes, 0), mixTwoBlocks(row, mix, passes, 2));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_xor_si256(bytes, sign));
     out += ColumnMix::kBytes;
   }
 }
 
 [[gnu::target("avx2")]] void mixColumnsAvx2(const std::int8_t* row,
-                                            std::span<const ColumnMix> mixes, int pairs,
-                                            std::uint8_t sign, std::uint8_t* out) {
-  if (pairs == 1) return mixColumnsAvx2With(row, mixes, 1, sign, out);
-  if (pairs == 2) return mixColumnsAvx2With(row, mixes, 2, sign, out);
-  mixColumnsAvx2With(row, mixes, pairs, sign, out);
+                                            std::span<const ColumnMix> mixes, int passes,
+                                            std::uint8_t* out) {
+  if (passes == 1) return mixColumnsAvx2With(row, mixes, 1, out);
+  if (passes == 2) return mixColumnsAvx2With(row, mixes, 2, out);
+  mixColumnsAvx2With(row, mixes, passes, out);
 }
 
 #endif

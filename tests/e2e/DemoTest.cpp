@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "e2e/HostRun.h"
-#include "vcam/Eventually.h"
-#include "vcam/PrivatePipeWire.h"
+#include "support/Eventually.h"
+#include "support/PrivatePipeWire.h"
 
 namespace quorvex::test {
 namespace {

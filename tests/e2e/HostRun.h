@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "app/HostLog.h"
-#include "vcam/ChildProcess.h"
-#include "vcam/TemporaryFolder.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryFolder.h"
 
 namespace quorvex::test {
 

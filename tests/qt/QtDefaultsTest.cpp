@@ -172,7 +172,8 @@ TEST_F(QtDefaultsTest, survivesAKillAtAnyMoment) {
 
 void test::writeDefaultsForever(const char* path) {
   QtDefaults defaults(path, [](const std::string&) {});
-  for (long count = std::atol(defaults.string(kLibrary).value_or("0").c_str());; ++count) {
+  const long begun = std::atol(defaults.string(kLibrary).value_or("0").c_str());
+  for (long count = begun + 1;; ++count) {
     defaults.setString(kLibrary, std::to_string(count) + std::string(300'000, 'x'));
   }
 }

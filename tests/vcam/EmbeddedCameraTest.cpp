@@ -7,17 +7,18 @@
 #include <future>
 
 #include "linux/vcam/EmbeddedCamera.h"
-#include "vcam/ChildProcess.h"
-#include "vcam/Eventually.h"
-#include "vcam/TemporaryFolder.h"
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
+#include "support/TemporaryFolder.h"
 #include "vcam/Y4mClient.h"
 
 namespace quorvex::test {
 namespace {
 
 using ::testing::AnyOf;
-using ::testing::Each;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 constexpr auto kNoLog = [](std::string_view) {};
 
@@ -27,6 +28,9 @@ class EmbeddedCameraTest : public ::testing::Test {
     const auto sample = pictures.sample(number);
     ASSERT_TRUE(sample) << "the camera holds on to old pictures";
     camera.deliver(*sample);
+  }
+  static std::string problemAt(const std::string& path) {
+    return EmbeddedCamera(path, kNoLog).whyUnavailable().value_or("nothing");
   }
 
   const TemporaryFolder folder;
@@ -38,18 +42,18 @@ TEST_F(EmbeddedCameraTest, givesEachReaderWholeFramesInOrder) {
   EmbeddedCamera camera(path, kNoLog);
   ASSERT_FALSE(camera.whyUnavailable());
   constexpr int kLast = 60;
-  const auto readToTheLast = [&](std::size_t pauseEvery) {
-    Y4mClient client(path);
+  const auto readToTheLast = [&](std::chrono::milliseconds rest) {
+    const Y4mClient client(path);
     EXPECT_EQ(client.header(),
               "YUV4MPEG2 W1280 H720 F30:1 Ip A1:1 C420mpeg2 XYSCSS=420MPEG2 "
               "XCOLORRANGE=LIMITED\n");
-    std::vector<int> numbers{client.frame(pauseEvery)};
-    while (numbers.back() >= Y4mClient::kGrey && numbers.back() < kLast)
-      numbers.push_back(client.frame(pauseEvery));
+    std::vector<int> numbers{client.frame(rest)};
+    while (numbers.back() != TestPictures::kGarbled && numbers.back() < kLast)
+      numbers.push_back(client.frame(rest));
     return numbers;
   };
-  auto quick = std::async(std::launch::async, readToTheLast, 0);
-  auto slow = std::async(std::launch::async, readToTheLast, 16384);
+  auto quick = std::async(std::launch::async, readToTheLast, std::chrono::milliseconds(0));
+  auto slow = std::async(std::launch::async, readToTheLast, std::chrono::milliseconds(1));
   ASSERT_TRUE(eventually([&] { return camera.watched(); }));
   for (int number = 0; number <= kLast; ++number) deliver(camera, number);
 
@@ -65,13 +69,12 @@ TEST_F(EmbeddedCameraTest, givesEachReaderWholeFramesInOrder) {
 TEST_F(EmbeddedCameraTest, isNotHeldUpByReadersThatStallOrVanish) {
   EmbeddedCamera camera(path, kNoLog);
   const Y4mClient neverReads(path);
-  Y4mClient stopsInAFrame(path);
-  stopsInAFrame.skip(1000);
-  Y4mClient reads(path);
-  EXPECT_THAT(reads.header(), HasSubstr("YUV4MPEG2"));
+  const Y4mClient stopsInAFrame(path);
+  (void)stopsInAFrame.read(1000);
+  const Y4mClient reads(path);
+  EXPECT_THAT(reads.header(), StartsWith("YUV4MPEG2"));
   for (int number = 0; number < 30; ++number) {
-    Y4mClient vanishes(path);
-    vanishes.skip(1000 * static_cast<std::size_t>(number));
+    (void)Y4mClient(path).read(1000 * static_cast<std::size_t>(number));
     deliver(camera, number);
     ASSERT_EQ(reads.pictureFrom(number), number);
   }
@@ -88,32 +91,23 @@ TEST_F(EmbeddedCameraTest, isReadByFfmpegPixelByPixel) {
   ASSERT_TRUE(eventually([&] { return camera.watched(); }));
   deliver(camera, 8);
   ASSERT_EQ(ffmpeg.exitCode(), 0) << std::ifstream(folder / "ffmpeg.log").rdbuf();
-  std::ifstream stream(file, std::ios::binary);
-  const Bytes content{std::istreambuf_iterator<char>(stream), {}};
-  const std::size_t size = rawVideoBytes(RawVideoFormat::i420);
-  ASSERT_EQ(content.size(), 3 * size);
-  std::vector<int> numbers;
-  for (std::size_t at = 0; at < content.size(); at += size)
-    numbers.push_back(
-        TestPictures::numberIn(std::span(content).subspan(at, size), RawVideoFormat::i420)
-            .value_or(Y4mClient::kGarbled));
-  EXPECT_THAT(numbers, Each(AnyOf(7, 8)));
-  EXPECT_EQ(numbers.back(), 8);
+  EXPECT_THAT(TestPictures::numbersIn(file, RawVideoFormat::i420),
+              ElementsAre(AnyOf(7, 8), AnyOf(7, 8), 8));
 }
 
 TEST_F(EmbeddedCameraTest, repeatsTheLastPictureWhileNoneComes) {
   EmbeddedCamera camera(path, kNoLog);
-  Y4mClient early(path);
-  EXPECT_THAT(early.header(), HasSubstr("YUV4MPEG2"));
+  const Y4mClient early(path);
+  EXPECT_THAT(early.header(), StartsWith("YUV4MPEG2"));
   const auto began = std::chrono::steady_clock::now();
-  EXPECT_EQ(early.frame(), Y4mClient::kGrey);
-  EXPECT_EQ(early.frame(), Y4mClient::kGrey);
+  EXPECT_EQ(early.frame(), TestPictures::kGrey);
+  EXPECT_EQ(early.frame(), TestPictures::kGrey);
   EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(900));
   deliver(camera, 3);
   EXPECT_EQ(early.pictureFrom(3), 3);
   EXPECT_EQ(early.frame(), 3);
-  Y4mClient late(path);
-  EXPECT_THAT(late.header(), HasSubstr("YUV4MPEG2"));
+  const Y4mClient late(path);
+  EXPECT_THAT(late.header(), StartsWith("YUV4MPEG2"));
   EXPECT_EQ(late.frame(), 3);
 }
 
@@ -125,7 +119,7 @@ TEST_F(EmbeddedCameraTest, letsNobodyElseConnect) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can try it as another user";
   std::filesystem::permissions(folder / "", std::filesystem::perms::all);
   const pid_t other = ::fork();
-  if (other == 0) ::_exit(::setuid(65534) == 0 ? Y4mClient(path).error() : 0);
+  if (other == 0) ::_exit(::setuid(65534) == 0 ? Y4mClient(path).error : 0);
   int status = 0;
   ::waitpid(other, &status, 0);
   EXPECT_EQ(WEXITSTATUS(status), EACCES);
@@ -144,61 +138,36 @@ TEST_F(EmbeddedCameraTest, takesOverFromAProcessThatDiedAndFromNoOther) {
   {
     const EmbeddedCamera camera(path, kNoLog);
     EXPECT_TRUE(camera.available());
-    const EmbeddedCamera second(path, kNoLog);
-    EXPECT_EQ(second.whyUnavailable(),
-              "The embedded camera cannot be opened at " + path +
-                  ": another running Quorvex Camera serves it; end that one first");
-    EXPECT_TRUE(Y4mClient(path).connected());
+    EXPECT_THAT(problemAt(path), HasSubstr("another running Quorvex Camera serves it"));
+    // As seen by a server that knows nothing of our lock.
+    std::filesystem::rename(path, folder / "foreign");
+    EXPECT_THAT(problemAt(folder / "foreign"), HasSubstr("another program serves it"));
+    EXPECT_EQ(Y4mClient(folder / "foreign").error, 0);
+    std::filesystem::rename(folder / "foreign", path);
   }
   EXPECT_TRUE(std::filesystem::is_empty(folder / ""));
 }
 
 TEST_F(EmbeddedCameraTest, saysWhatIsWrongWithItsPath) {
-  const auto problemAt = [](const std::string& bad) {
-    return EmbeddedCamera(bad, kNoLog).whyUnavailable().value_or("nothing");
-  };
   std::ofstream(folder / "letter") << "Dear Sir";
   EXPECT_THAT(problemAt(folder / "letter"), HasSubstr("there is a file of that name"));
   EXPECT_TRUE(std::filesystem::exists(folder / "letter"));
   EXPECT_THAT(problemAt(folder / "nowhere/camera"), HasSubstr("No such file or directory"));
   EXPECT_THAT(problemAt(folder / std::string(120, 'x')), HasSubstr("107 bytes"));
-
-  // A server that knows nothing of our lock.
-  const EmbeddedCamera foreign(path, kNoLog);
-  std::filesystem::rename(path, folder / "foreign");
-  EXPECT_THAT(problemAt(folder / "foreign"), HasSubstr("another program serves it"));
-  EXPECT_TRUE(Y4mClient(folder / "foreign").connected());
 }
 
 TEST_F(EmbeddedCameraTest, turnsAwayMoreReadersThanItCanServe) {
   std::atomic<int> lines{0};
-  EmbeddedCamera camera(path, [&](std::string_view line) {
-    EXPECT_THAT(std::string(line), HasSubstr("turned away"));
-    ++lines;
-  });
+  EmbeddedCamera camera(path, [&](std::string_view) { ++lines; });
   std::vector<std::unique_ptr<Y4mClient>> clients;
   for (int i = 0; i < EmbeddedCamera::kMostReaders; ++i) {
     clients.push_back(std::make_unique<Y4mClient>(path));
-    EXPECT_THAT(clients.back()->header(), HasSubstr("YUV4MPEG2"));
+    EXPECT_THAT(clients.back()->header(), StartsWith("YUV4MPEG2"));
   }
-  EXPECT_EQ(Y4mClient(path).header(), "(cut off)");
+  EXPECT_EQ(Y4mClient(path).header(), "");
   EXPECT_EQ(lines, 1);
-
-  // One that leaves makes room.
   clients.pop_back();
   EXPECT_TRUE(eventually([&] { return Y4mClient(path).header().starts_with("YUV4MPEG2"); }));
-}
-
-TEST(Y4mFrames, areConvertedOnceForAllReadersAndOnlyForThoseThatAsk) {
-  const TestPictures pictures;
-  Y4mFrames frames;
-  frames.show(pictures.sample(1)->imageBuffer);
-  const auto first = frames.block();
-  EXPECT_EQ(frames.block(), first);
-  frames.repeat();
-  EXPECT_EQ(frames.block(), first);
-  frames.show(pictures.sample(2)->imageBuffer);
-  EXPECT_NE(frames.block(), first) << "a reader still holds the first";
 }
 
 }  // namespace

@@ -100,14 +100,17 @@ std::unique_ptr<PrivateSocket> PrivateSocket::open(const std::string& path, std:
   UniqueFd listener = newSocket();
   if (*problem = clearPath(path, address); problem->empty())
     *problem = bindPrivately(listener, path, address);
-  if (!problem->empty()) ::unlink(lockPathOf(path).c_str());
-  if (!problem->empty()) return nullptr;
+  if (!problem->empty()) {
+    ::unlink(lockPathOf(path).c_str());
+    return nullptr;
+  }
   return std::unique_ptr<PrivateSocket>(
       new PrivateSocket(path, std::move(lock), std::move(listener)));
 }
 
 PrivateSocket::~PrivateSocket() {
   ::unlink(path.c_str());
+  ::unlink(lockPathOf(path).c_str());
 }
 
 }  // namespace quorvex

@@ -1,4 +1,4 @@
-#include "vcam/ChildProcess.h"
+#include "support/ChildProcess.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "vcam/Eventually.h"
+#include "support/Eventually.h"
 
 namespace quorvex::test {
 namespace {

@@ -1,11 +1,10 @@
-#include "vcam/PrivatePipeWire.h"
+#include "support/PrivatePipeWire.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
-#include "linux/vcam/PipeWireCamera.h"
-#include "vcam/Eventually.h"
+#include "support/Eventually.h"
 
 namespace quorvex::test {
 
@@ -24,9 +23,11 @@ std::vector<std::string> PrivatePipeWire::environment() const {
 }
 
 void PrivatePipeWire::startDaemon() {
+  killDaemon();
+  std::filesystem::remove(remote());
   daemon.emplace(std::vector<std::string>{"pipewire"}, "pipewire", folder / "pipewire.log",
                  environment());
-  EXPECT_TRUE(eventually([&] { return !PipeWireCamera::whyNoDaemon(remote()); }))
+  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(remote()); }))
       << "pipewire does not start";
   sessionManager.emplace(std::vector<std::string>{"wireplumber"}, "wireplumber",
                          folder / "wireplumber.log", environment());

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "vcam/ChildProcess.h"
-#include "vcam/TemporaryFolder.h"
+#include "support/ChildProcess.h"
+#include "support/TemporaryFolder.h"
 
 namespace quorvex::test {
 
