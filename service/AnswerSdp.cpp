@@ -7,7 +7,7 @@
 namespace quorvex::service {
 namespace {
 
-constexpr const char* kHint = "x-google-start-bitrate=5000";  // kbit/s
+constexpr const char* kHint = "x-google-start-bitrate=2500";  // kbit/s
 
 std::vector<std::string_view> linesOf(std::string_view sdp) {
   std::vector<std::string_view> lines;

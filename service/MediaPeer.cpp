@@ -19,7 +19,7 @@ using webrtc::PeerConnectionInterface;
 
 constexpr auto kLongestGathering = webrtc::TimeDelta::Seconds(2);
 // Enough for 1920x1080 from the first frame on.
-constexpr int kMinBitrate = 500'000, kStartBitrate = 6'000'000, kMaxBitrate = 6'000'000;
+constexpr int kMinBitrate = 500'000, kStartBitrate = 3'000'000, kMaxBitrate = 6'000'000;
 
 /// Makes the two description observers of a callable that takes the webrtc::RTCError.
 template <class Done>

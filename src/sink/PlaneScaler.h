@@ -49,6 +49,8 @@ class PlaneScaler {
   void makeColumns(const Taps& taps);
   std::vector<BlockPass> blockPasses(const Taps& taps, int firstByte) const;
   static Taps makeTaps(double ratio, int count, int samples);
+  /// `covered` is the share of the pixel that lies before its first sample, negative where that
+  /// sample begins before the pixel does.
   static void makeWeights(Taps& taps, int pixel, double covered, double perSample);
 
   const ScaleKernels& kernels;

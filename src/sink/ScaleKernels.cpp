@@ -7,32 +7,43 @@
 namespace quorvex {
 namespace {
 
+// Loops of a fixed length, which compilers turn into vector code without being told to.
 void blendRowsPlain(const std::uint8_t* const* rows, const std::uint8_t* weights, int pairs,
                     int bytes, std::int8_t* out) {
-  for (int x = 0; x < bytes; ++x) {
-    int sum = 128;
-    for (int i = 0; i < 2 * pairs; ++i) sum += weights[i] * (rows[i][x] - 128);
-    out[x] = static_cast<std::int8_t>(sum >> 8);
+  for (int x = 0; x < bytes; x += 32) {
+    std::array<std::int16_t, 32> sums;
+    sums.fill(128);
+    for (int tap = 0; tap < 2 * pairs; ++tap) {
+      const std::uint8_t* row = rows[tap] + x;
+      const int weight = weights[tap];
+      for (int i = 0; i < 32; ++i)
+        sums[i] = static_cast<std::int16_t>(sums[i] + weight * (row[i] - 128));
+    }
+    for (int i = 0; i < 32; ++i) out[x + i] = static_cast<std::int8_t>(sums[i] >> 8);
   }
 }
 
-int mixByte(const std::int8_t* row, std::span<const ColumnMix> passes, int block, int byte) {
-  int sum = 127;
-  for (const ColumnMix& mix : passes) {
+void addPass(const std::int8_t* row, const ColumnMix& mix,
+             std::array<int, ColumnMix::kBytes>& sums) {
+  for (std::size_t block = 0; block < ColumnMix::kBlocks.size(); ++block) {
     const std::int8_t* window = row + mix.start[block];
-    for (int i = 2 * byte; i < 2 * byte + 2; ++i)
-      sum += mix.weight[block][i] * window[mix.pick[block][i]];
+    const auto& pick = mix.pick[block];
+    const auto& weight = mix.weight[block];
+    int* sum = &sums[ColumnMix::kBlocks[block] * 8];
+    for (int i = 0; i < ColumnMix::kWindow; i += 2)
+      sum[i / 2] += weight[i] * window[pick[i]] + weight[i + 1] * window[pick[i + 1]];
   }
-  return (sum >> 8) + 128;
 }
 
 void mixColumnsPlain(const std::int8_t* row, std::span<const ColumnMix> mixes, int passes,
                      std::uint8_t* out) {
-  for (; !mixes.empty(); mixes = mixes.subspan(passes), out += ColumnMix::kBytes)
-    for (std::size_t block = 0; block < ColumnMix::kBlocks.size(); ++block)
-      for (int byte = 0; byte < 8; ++byte)
-        out[ColumnMix::kBlocks[block] * 8 + byte] =
-            static_cast<std::uint8_t>(mixByte(row, mixes.first(passes), block, byte));
+  for (; !mixes.empty(); mixes = mixes.subspan(passes), out += ColumnMix::kBytes) {
+    std::array<int, ColumnMix::kBytes> sums;
+    sums.fill(127);
+    for (const ColumnMix& mix : mixes.first(passes)) addPass(row, mix, sums);
+    for (int i = 0; i < ColumnMix::kBytes; ++i)
+      out[i] = static_cast<std::uint8_t>((sums[i] >> 8) + 128);
+  }
 }
 
 #if defined(__x86_64__)
@@ -48,9 +59,9 @@ short weightPair(const std::uint8_t* weights) {
   return _mm_loadu_si128(static_cast<const __m128i*>(from));
 }
 
-[[gnu::target("ssse3")]] void blendRowsSsse3(const std::uint8_t* const* rows,
-                                             const std::uint8_t* weights, int pairs, int bytes,
-                                             std::int8_t* out) {
+[[gnu::target("ssse3"), gnu::always_inline]] inline void blendRowsSsse3With(
+    const std::uint8_t* const* __restrict rows, const std::uint8_t* __restrict weights, int pairs,
+    int bytes, std::int8_t* __restrict out) {
   const __m128i sign = _mm_set1_epi8(-128), round = _mm_set1_epi16(kRound);
   for (int x = 0; x < bytes; x += 16) {
     __m128i low = _mm_setzero_si128(), high = low;
@@ -66,8 +77,18 @@ short weightPair(const std::uint8_t* weights) {
   }
 }
 
-[[gnu::target("ssse3")]] inline __m128i mixBlock(const std::int8_t* row, const ColumnMix* mix,
-                                                 int passes, int block) {
+// With the number of pairs known, the compiler keeps rows and weights in registers.
+[[gnu::target("ssse3")]] void blendRowsSsse3(const std::uint8_t* const* rows,
+                                             const std::uint8_t* weights, int pairs, int bytes,
+                                             std::int8_t* out) {
+  if (pairs == 1) return blendRowsSsse3With(rows, weights, 1, bytes, out);
+  if (pairs == 2) return blendRowsSsse3With(rows, weights, 2, bytes, out);
+  blendRowsSsse3With(rows, weights, pairs, bytes, out);
+}
+
+[[gnu::target("ssse3"), gnu::always_inline]] inline __m128i mixBlock(const std::int8_t* row,
+                                                                     const ColumnMix* mix,
+                                                                     int passes, int block) {
   __m128i sum = _mm_set1_epi16(-1);
   for (const ColumnMix* end = mix + passes; mix != end; ++mix) {
     const __m128i window = load128(row + mix->start[block]);
@@ -77,9 +98,8 @@ short weightPair(const std::uint8_t* weights) {
   return _mm_mulhrs_epi16(sum, _mm_set1_epi16(kRound));
 }
 
-[[gnu::target("ssse3")]] void mixColumnsSsse3(const std::int8_t* row,
-                                              std::span<const ColumnMix> mixes, int passes,
-                                              std::uint8_t* out) {
+[[gnu::target("ssse3"), gnu::always_inline]] inline void mixColumnsSsse3With(
+    const std::int8_t* row, std::span<const ColumnMix> mixes, int passes, std::uint8_t* out) {
   const __m128i sign = _mm_set1_epi8(-128);
   for (const ColumnMix* mix = mixes.data(); mix != mixes.data() + mixes.size(); mix += passes) {
     for (int half = 0; half < 2; ++half, out += 16) {
@@ -88,6 +108,14 @@ short weightPair(const std::uint8_t* weights) {
       _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_xor_si128(bytes, sign));
     }
   }
+}
+
+[[gnu::target("ssse3")]] void mixColumnsSsse3(const std::int8_t* row,
+                                              std::span<const ColumnMix> mixes, int passes,
+                                              std::uint8_t* out) {
+  if (passes == 1) return mixColumnsSsse3With(row, mixes, 1, out);
+  if (passes == 2) return mixColumnsSsse3With(row, mixes, 2, out);
+  mixColumnsSsse3With(row, mixes, passes, out);
 }
 
 [[gnu::target("avx2")]] inline __m256i load256(const void* from) {
@@ -113,7 +141,6 @@ short weightPair(const std::uint8_t* weights) {
   }
 }
 
-// With the number of pairs known, the compiler keeps rows and weights in registers.
 [[gnu::target("avx2")]] void blendRowsAvx2(const std::uint8_t* const* rows,
                                            const std::uint8_t* weights, int pairs, int bytes,
                                            std::int8_t* out) {

@@ -14,7 +14,6 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::Not;
 
 constexpr const char* kToken = R"({"token":"t.x","user_uuid":"u1","type":"device"})";
 constexpr const char* kIdentity = R"({"type":"identity","client_id":"c1"})";

@@ -1,18 +1,14 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <condition_variable>
+#include <future>
 #include <mutex>
-#include <optional>
+#include <numeric>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include "linux/cameras/FrameStamp.h"
 #include "platform/Camera.h"
+#include "support/Eventually.h"
 
 namespace quorvex {
 
@@ -20,7 +16,7 @@ struct CaughtFrame {
   int width = 0;
   int height = 0;
   std::int64_t captureTime = 0;
-  int meanLuma = 0;
+  int middleLuma = 0;  ///< the middle row's mean
   std::uint8_t firstLuma = 0;
   std::uint8_t lastLuma = 0;
   std::uint8_t firstU = 0;
@@ -31,74 +27,60 @@ struct CaughtFrame {
 /// Keeps what a camera hands over and says; waits for it with a deadline.
 class CaughtFrames {
  public:
-  CameraProvider::FrameHandler handler() {
-    return [this](const I420View& frame, std::int64_t captureTime) {
-      const int lastY = frame.strideY * (frame.height - 1) + frame.width - 1;
-      const int lastV = frame.strideV * ((frame.height + 1) / 2 - 1) + (frame.width + 1) / 2 - 1;
-      const CaughtFrame caught{
-          .width = frame.width,
-          .height = frame.height,
-          .captureTime = captureTime,
-          .meanLuma = meanLuma(frame),
-          .firstLuma = frame.dataY[0],
-          .lastLuma = frame.dataY[lastY],
-          .firstU = frame.dataU[0],
-          .lastV = frame.dataV[lastV],
-          .number = readFrameStamp(frame.dataY, frame.strideY, {0, 0, frame.width, frame.height})};
-      change([&] { frames.push_back(caught); });
-    };
-  }
-
-  CameraProvider::StartCompletion completion() {
-    return [this](std::optional<std::string> error) {
-      change([&] { completions.push_back(error.value_or("")); });
-    };
+  /// Starts a camera and waits; what the start was completed with, "" for success.
+  std::string start(CameraProvider& camera, const CaptureDevice& device,
+                    const CaptureFormat& format = {}, int fps = 30) {
+    const auto completed = std::make_shared<std::promise<std::string>>();
+    camera.startCapture(
+        device, format, fps, [this](const auto& frame, auto time) { add(frame, time); },
+        [completed](const auto& error) { completed->set_value(error.value_or("")); });
+    auto result = completed->get_future();
+    const bool inTime = result.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    return inTime ? result.get() : "never completed";
   }
 
   std::function<void(std::string_view)> log() {
-    return [this](std::string_view line) { change([&] { lines.emplace_back(line); }); };
+    return [this](std::string_view line) {
+      std::lock_guard hold(mutex);
+      lines.emplace_back(line);
+    };
   }
 
-  /// The frames when there are at least `count`, or fewer after ten seconds.
+  /// The frames when there are at least `count`, or fewer after twenty seconds.
   std::vector<CaughtFrame> waitForFrames(std::size_t count) { return waitFor(frames, count); }
   std::vector<std::string> waitForLines(std::size_t count) { return waitFor(lines, count); }
 
-  /// What the start was completed with: "" for success.
-  std::string waitForCompletion() {
-    const auto all = waitFor(completions, 1);
-    EXPECT_EQ(all.size(), 1u);
-    return all.empty() ? "never completed" : all.front();
-  }
-
  private:
-  // Of one pixel in sixteen.
-  static int meanLuma(const I420View& frame) {
-    int sum = 0;
-    int count = 0;
-    for (int y = 0; y < frame.height; y += 4) {
-      for (int x = 0; x < frame.width; x += 4, ++count) sum += frame.dataY[y * frame.strideY + x];
-    }
-    return sum / count;
-  }
-
-  template <class Change>
-  void change(Change body) {
+  void add(const I420View& frame, std::int64_t time) {
+    const std::uint8_t* middle = frame.dataY + frame.strideY * (frame.height / 2);
+    const int lastV = frame.strideV * ((frame.height + 1) / 2 - 1) + (frame.width + 1) / 2 - 1;
+    const CaughtFrame caught{
+        .width = frame.width,
+        .height = frame.height,
+        .captureTime = time,
+        .middleLuma = std::accumulate(middle, middle + frame.width, 0) / frame.width,
+        .firstLuma = frame.dataY[0],
+        .lastLuma = frame.dataY[frame.strideY * (frame.height - 1) + frame.width - 1],
+        .firstU = frame.dataU[0],
+        .lastV = frame.dataV[lastV],
+        .number = readFrameStamp(frame.dataY, frame.strideY, {0, 0, frame.width, frame.height})};
     std::lock_guard hold(mutex);
-    body();
-    changed.notify_all();
+    frames.push_back(caught);
   }
 
   template <class Item>
   std::vector<Item> waitFor(const std::vector<Item>& items, std::size_t count) {
-    std::unique_lock hold(mutex);
-    changed.wait_for(hold, std::chrono::seconds(10), [&] { return items.size() >= count; });
-    return items;
+    std::vector<Item> seen;
+    (void)test::eventually([&] {
+      std::lock_guard hold(mutex);
+      seen = items;
+      return seen.size() >= count;
+    });
+    return seen;
   }
 
   std::mutex mutex;
-  std::condition_variable changed;
   std::vector<CaughtFrame> frames;
-  std::vector<std::string> completions;
   std::vector<std::string> lines;
 };
 

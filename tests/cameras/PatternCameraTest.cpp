@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
 #include <utility>
 
 #include "cameras/CaughtFrames.h"
 #include "linux/cameras/CameraSet.h"
 #include "linux/cameras/PatternCamera.h"
-#include "linux/cameras/V4l2Camera.h"
 #include "linux/cameras/Y4mCamera.h"
 
 namespace quorvex {
@@ -15,9 +12,8 @@ namespace {
 
 class PatternCameraTest : public testing::Test {
  protected:
-  void start(int width, int height, int fps = 30) {
-    camera.startCapture(camera.captureDevices().front(), {width, height, 0, {}}, fps,
-                        caught.handler(), caught.completion());
+  std::string start(int width, int height, int fps = 30) {
+    return caught.start(camera, camera.captureDevices().front(), {width, height, 0, {}}, fps);
   }
 
   CaughtFrames caught;
@@ -26,8 +22,7 @@ class PatternCameraTest : public testing::Test {
 };
 
 TEST_F(PatternCameraTest, keepsItsCadenceAndNumbersEveryFrame) {
-  start(1280, 720);
-  EXPECT_EQ(caught.waitForCompletion(), "");
+  EXPECT_EQ(start(1280, 720), "");
   const auto frames = caught.waitForFrames(31);
   camera.stopCapture();
   ASSERT_GE(frames.size(), 31u);
@@ -41,12 +36,13 @@ TEST_F(PatternCameraTest, keepsItsCadenceAndNumbersEveryFrame) {
 }
 
 TEST_F(PatternCameraTest, endsItsFramesWithTheStopAndNumbersOnAfterTheNextStart) {
-  start(640, 480);
+  EXPECT_NE(start(1, 1).find("1280x720"), std::string::npos) << "a size that it does not offer";
+  EXPECT_EQ(start(640, 480), "");
   caught.waitForFrames(2);
   camera.stopCapture();
   camera.stopCapture();
   const auto before = caught.waitForFrames(0);
-  start(1920, 1080);
+  EXPECT_EQ(start(1920, 1080), "");
   const auto after = caught.waitForFrames(before.size() + 1);
   ASSERT_GT(after.size(), before.size());
   const CaughtFrame& next = after[before.size()];
@@ -55,32 +51,11 @@ TEST_F(PatternCameraTest, endsItsFramesWithTheStopAndNumbersOnAfterTheNextStart)
   EXPECT_EQ(next.height, 1080);
 }
 
-TEST_F(PatternCameraTest, leavesOutTheTicksThatASlowConsumerMissed) {
-  const auto keep = caught.handler();
-  bool busy = true;
-  const auto slowAtFirst = [&](const I420View& frame, std::int64_t captureTime) {
-    keep(frame, captureTime);
-    if (std::exchange(busy, false)) std::this_thread::sleep_for(std::chrono::milliseconds(400));
-  };
-  camera.startCapture(camera.captureDevices().front(), {640, 480, 0, {}}, 30, slowAtFirst,
-                      caught.completion());
-  const auto frames = caught.waitForFrames(11);
-  camera.stopCapture();
-  ASSERT_GE(frames.size(), 11u);
-  EXPECT_GT(frames[10].captureTime - frames[0].captureTime, 600'000'000) << "ticks were bunched";
-}
-
 TEST_F(PatternCameraTest, stopsAtOnceBetweenSlowFrames) {
-  start(640, 480, 1);
-  caught.waitForFrames(1);
+  EXPECT_EQ(start(640, 480, 1), "");
   const auto begin = monotonicNow();
   camera.stopCapture();
   EXPECT_LT(monotonicNow() - begin, 700'000'000);
-}
-
-TEST_F(PatternCameraTest, refusesASizeItDoesNotOffer) {
-  start(1, 1);
-  EXPECT_NE(caught.waitForCompletion().find("1280x720"), std::string::npos);
 }
 
 TEST(CameraSet, listsItsCamerasInOrderAndStartsTheOneNamed) {
@@ -94,21 +69,11 @@ TEST(CameraSet, listsItsCamerasInOrderAndStartsTheOneNamed) {
   EXPECT_EQ(devices[0].name, "clip.y4m");
   EXPECT_EQ(devices[1].name, "Quorvex Test Pattern");
   EXPECT_TRUE(set.supportedFormats(devices[0]).empty());
-
-  const auto formats = set.supportedFormats(devices[1]);
-  ASSERT_FALSE(formats.empty());
-  set.startCapture(devices[1], formats.front(), 30, caught.handler(), caught.completion());
+  ASSERT_FALSE(set.supportedFormats(devices[1]).empty());
+  EXPECT_EQ(caught.start(set, devices[1], set.supportedFormats(devices[1]).front()), "");
   EXPECT_EQ(caught.waitForFrames(1).front().width, 1280);
-  set.stopCapture();
-}
-
-TEST(CameraSet, saysThatADeviceIsGone) {
-  CaughtFrames caught;
-  CameraSet set({});
-  const CaptureDevice gone{"/dev/video9", "Some Webcam"};
-  EXPECT_TRUE(set.supportedFormats(gone).empty());
-  set.startCapture(gone, {}, 30, caught.handler(), caught.completion());
-  EXPECT_EQ(caught.waitForCompletion(), "Some Webcam is not there any more: plug it in again");
+  EXPECT_EQ(caught.start(set, {"/dev/video9", "Some Webcam"}),
+            "Some Webcam is not there any more: plug it in again");
 }
 
 }  // namespace

@@ -75,15 +75,11 @@ HostPeer::~HostPeer() {
 void HostPeer::paint(int width, int height) {
   PatternPainter painter(width, height);
   auto next = std::chrono::steady_clock::now();
-  while (!stopped) {
-    const int number = painted;
-    const std::int64_t now = rtc::TimeNanos();
-    ledger.painted(static_cast<std::uint32_t>(number), now);
+  for (std::uint32_t number = 0; !stopped; ++number) {
     const I420View view = painter.paint(number, double(number) / kFps).view();
     source->push(webrtc::I420Buffer::Copy(width, height, view.dataY, view.strideY, view.dataU,
                                           view.strideU, view.dataV, view.strideV),
-                 now);
-    ++painted;
+                 rtc::TimeNanos());
     std::this_thread::sleep_until(next += std::chrono::nanoseconds(1'000'000'000 / kFps));
   }
 }
@@ -105,10 +101,6 @@ std::vector<nlohmann::json> HostPeer::takeCandidates() {
 }
 
 bool HostPeer::apply(const std::string& answer) {
-  {
-    const std::lock_guard lock(mutex);
-    answered = rtc::TimeNanos();
-  }
   const auto waiting = rtc::make_ref_counted<Waiting>();
   peer->SetRemoteDescription(
       webrtc::CreateSessionDescription(webrtc::SdpType::kAnswer, answer),
@@ -134,31 +126,20 @@ void HostPeer::OnIceCandidate(const webrtc::IceCandidateInterface* candidate) {
 }
 
 void HostPeer::OnFrame(const webrtc::VideoFrame& frame) {
-  const std::int64_t now = rtc::TimeNanos();
   const auto picture = frame.video_frame_buffer()->ToI420();
   const int width = picture->width(), height = picture->height();
   const auto number = readFrameStamp(picture->DataY(), picture->StrideY(), {0, 0, width, height});
-  const auto paintTime = number ? ledger.paintTime(*number) : std::nullopt;
 
   const std::lock_guard lock(mutex);
   ++state.frames;
-  state.seconds = double(now - answered) / 1e9;
   if (width != state.width || height != state.height)
-    state.sizes.push_back(std::to_string(width) + "x" + std::to_string(height) + "@" +
-                          std::to_string(state.seconds));
+    state.sizes.push_back(std::to_string(width) + "x" + std::to_string(height));
   state.width = width;
   state.height = height;
   const int chromaWidth = (width + 1) / 2, chromaHeight = (height + 1) / 2;
-  state.y = copied(picture->DataY(), picture->StrideY(), width, height);
   state.u = copied(picture->DataU(), picture->StrideU(), chromaWidth, chromaHeight);
   state.v = copied(picture->DataV(), picture->StrideV(), chromaWidth, chromaHeight);
-  if (paintTime) {
-    state.latencies.push_back(double(now - *paintTime) / 1e6);
-    if (state.number >= 0) state.lost += static_cast<int>(*number - state.number - 1);
-    state.number = *number;
-  } else {
-    ++state.unreadable;
-  }
+  if (!number) ++state.unreadable;
   changed.notify_all();
 }
 

@@ -13,7 +13,6 @@
 #include "api/peer_connection_interface.h"
 #include "api/video/video_frame.h"
 #include "api/video/video_sink_interface.h"
-#include "linux/cameras/FrameLedger.h"
 #include "linux/webrtc/NativeFactory.h"
 #include "linux/webrtc/PushVideoSource.h"
 
@@ -29,13 +28,9 @@ class HostPeer : private webrtc::PeerConnectionObserver,
     int frames = 0;
     int width = 0;  ///< of the newest frame, as is what follows
     int height = 0;
-    double seconds = 0;  ///< since the answer was applied
-    std::vector<std::uint8_t> y, u, v;
-    std::vector<double> latencies;   ///< milliseconds from painted to received, of all frames
-    std::vector<std::string> sizes;  ///< each change of size, with the time
-    int unreadable = 0;
-    int lost = 0;
-    long number = -1;
+    std::vector<std::uint8_t> u, v;
+    std::vector<std::string> sizes;  ///< that of the first frame and each that followed it
+    int unreadable = 0;              ///< frames whose number did not survive
   };
 
   HostPeer(int width, int height);
@@ -51,7 +46,6 @@ class HostPeer : private webrtc::PeerConnectionObserver,
   /// Waits until `condition` holds of what has been received; false when it does not in time.
   bool receives(const std::function<bool(const Received&)>& condition, int seconds = 30);
   [[nodiscard]] Received received();
-  [[nodiscard]] int sentFrames() const { return painted; }
 
  private:
   void paint(int width, int height);
@@ -69,9 +63,7 @@ class HostPeer : private webrtc::PeerConnectionObserver,
   rtc::scoped_refptr<PushVideoSource> source;
   rtc::scoped_refptr<webrtc::PeerConnectionInterface> peer;
   rtc::scoped_refptr<webrtc::VideoTrackInterface> remote;
-  FrameLedger ledger;
   std::atomic<bool> stopped{false};
-  std::atomic<int> painted{0};
   std::thread camera;
 
   std::mutex mutex;
@@ -79,7 +71,6 @@ class HostPeer : private webrtc::PeerConnectionObserver,
   // State below is protected by mutex.
   std::vector<nlohmann::json> candidates;
   Received state;
-  std::int64_t answered = 0;
 };
 
 }  // namespace quorvex::service::test

@@ -2,7 +2,6 @@
 
 #include <numeric>
 
-#include "linux/cameras/PatternPainter.h"
 #include "service/AnswerSdp.h"
 #include "service/HostPeer.h"
 #include "service/RunningService.h"

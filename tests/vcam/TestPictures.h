@@ -19,8 +19,8 @@ using Bytes = std::vector<std::uint8_t>;
 class TestPictures {
  public:
   static constexpr int kNumbers = 220;
-  static constexpr int kGrey = -1;     ///< the number of what readers see before the first picture
-  static constexpr int kGarbled = -2;  ///< of no whole picture, or one with a wrong byte
+  static constexpr int kGrey = -1;      ///< the number of what readers see before the first picture
+  static constexpr int kGarbled = 999;  ///< of no whole picture, or one with a wrong byte
 
   explicit TestPictures(int width = kVirtualCameraWidth, int height = kVirtualCameraHeight) {
     (void)CVPixelBufferPoolCreate({.width = width, .height = height}, &pool);
@@ -55,9 +55,11 @@ class TestPictures {
     std::ifstream file(path, std::ios::binary);
     const Bytes content{std::istreambuf_iterator<char>(file), {}};
     std::vector<int> numbers;
-    for (std::size_t at = 0; at < content.size(); at += rawVideoBytes(format))
-      numbers.push_back(numberIn(
-          {content.data() + at, std::min(rawVideoBytes(format), content.size() - at)}, format));
+    for (std::span<const std::uint8_t> rest(content); !rest.empty();) {
+      const auto size = std::min(rawVideoBytes(format), rest.size());
+      numbers.push_back(numberIn(rest.first(size), format));
+      rest = rest.subspan(size);
+    }
     return numbers;
   }
 

@@ -7,9 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <fstream>
-#include <iostream>
 
 #include "cameras/CaughtFrames.h"
 #include "linux/cameras/CameraThread.h"
@@ -20,30 +18,21 @@
 namespace quorvex {
 namespace {
 
-void writeTo(const std::string& path, const std::string& text) {
-  std::ofstream file(path);
-  file << text << std::flush;
-  ASSERT_TRUE(file) << path;
-}
-
-void unplug() {
-  writeTo("/sys/bus/platform/drivers/vivid/unbind", "vivid.0");
-}
-void plugIn() {
-  writeTo("/sys/bus/platform/drivers/vivid/bind", "vivid.0");
+// "bind" plugs the camera in, "unbind" unplugs it.
+void driver(const std::string& action) {
+  std::ofstream file("/sys/bus/platform/drivers/vivid/" + action);
+  ASSERT_TRUE(file << "vivid.0" << std::flush) << action;
 }
 
 // Sets one of the driver's own controls, which make it misbehave.
 void setControl(const std::string& name, int value) {
   const int fd = open("/dev/video0", O_RDWR | O_CLOEXEC);
   v4l2_queryctrl query{};
-  query.id = V4L2_CTRL_FLAG_NEXT_CTRL;
-  while (ioctl(fd, VIDIOC_QUERYCTRL, &query) == 0) {
-    if (name == reinterpret_cast<const char*>(query.name)) break;
-    query.id |= V4L2_CTRL_FLAG_NEXT_CTRL;
-  }
+  do query.id |= V4L2_CTRL_FLAG_NEXT_CTRL;
+  while (ioctl(fd, VIDIOC_QUERYCTRL, &query) == 0 &&
+         name != reinterpret_cast<const char*>(query.name));
   v4l2_control control{query.id, value};
-  EXPECT_EQ(ioctl(fd, VIDIOC_S_CTRL, &control), 0) << name << ": " << std::strerror(errno);
+  EXPECT_EQ(ioctl(fd, VIDIOC_S_CTRL, &control), 0) << name;
   close(fd);
 }
 
@@ -52,20 +41,18 @@ class VividCameraTest : public testing::Test {
   void SetUp() override {
     devices = camera.captureDevices();
     ASSERT_EQ(devices.size(), 1u);
-    formats = camera.supportedFormats(devices.front());
+    formats = camera.supportedFormats(devices[0]);
   }
 
-  void start(CaughtFrames& into, FourCharCode pixelFormat = 0, int width = 640, int height = 480) {
-    const auto format = std::find_if(formats.begin(), formats.end(), [&](const auto& some) {
-      return some.width == width && some.height == height &&
-             (pixelFormat == 0 || some.pixelFormat == pixelFormat);
-    });
-    ASSERT_NE(format, formats.end());
-    camera.startCapture(devices.front(), *format, 30, into.handler(), into.completion());
+  std::string start(int width = 640) {
+    const auto format = std::ranges::find(formats, width, &CaptureFormat::width);
+    return format == formats.end() ? "no such size" : caught.start(camera, devices[0], *format);
   }
 
-  void expectFramesAfter(std::size_t count) {
-    EXPECT_GT(caught.waitForFrames(count + 5).size(), count + 4);
+  void expectToBeBack() {
+    EXPECT_EQ(caught.waitForLines(2).back(), "vivid is back");
+    const auto before = caught.waitForFrames(0).size();
+    EXPECT_GT(caught.waitForFrames(before + 5).size(), before + 4);
   }
 
   CaughtFrames caught;
@@ -74,106 +61,71 @@ class VividCameraTest : public testing::Test {
   std::vector<CaptureFormat> formats;
 };
 
-TEST_F(VividCameraTest, offersEachSizeInItsCheapestFormatFirst) {
+TEST_F(VividCameraTest, deliversPicturesInEveryFormatAndOffersTheCheapestFirst) {
   EXPECT_EQ(devices[0].uniqueID, "/dev/video0");
   EXPECT_EQ(devices[0].name, "vivid");
-  for (const auto& format : formats) {
-    std::cout << format.width << "x" << format.height << " " << pixelFormatName(format.pixelFormat);
-    for (const auto& range : format.videoSupportedFrameRateRanges)
-      std::cout << " " << range.maxFrameRate;
-    std::cout << "\n";
-  }
-  const auto first = std::find_if(formats.begin(), formats.end(),
-                                  [](const auto& some) { return some.width == 1280; });
+  const auto first = std::ranges::find(formats, 1280, &CaptureFormat::width);
   ASSERT_NE(first, formats.end());
-  EXPECT_EQ(first->height, 720);
   EXPECT_LE(conversionCost(first->pixelFormat), 2);
-}
-
-TEST_F(VividCameraTest, deliversPicturesInEveryFormat) {
   for (const auto& format : formats) {
     if (format.width != 1280) continue;
     SCOPED_TRACE(pixelFormatName(format.pixelFormat));
     CaughtFrames run;
-    start(run, format.pixelFormat, 1280, 720);
-    EXPECT_EQ(run.waitForCompletion(), "");
+    EXPECT_EQ(run.start(camera, devices[0], format), "");
     const auto frames = run.waitForFrames(20);
     camera.stopCapture();
     ASSERT_GE(frames.size(), 20u);
     EXPECT_EQ(frames.back().height, 720);
-    EXPECT_GT(frames.back().meanLuma, 60) << "black";
-    EXPECT_LT(frames.back().meanLuma, 190) << "white";
+    EXPECT_GT(frames.back().middleLuma, 60) << "black";
+    EXPECT_LT(frames.back().middleLuma, 190) << "white";
   }
 }
 
 TEST_F(VividCameraTest, deliversAtTheRateAskedForAndSaysWhenEachPictureWasTaken) {
-  start(caught, V4L2_PIX_FMT_YUYV, 320, 180);
+  EXPECT_EQ(start(320), "");
   const auto frames = caught.waitForFrames(61);
   const auto now = monotonicNow();
   camera.stopCapture();
   ASSERT_GE(frames.size(), 61u);
-  for (std::size_t i = 1; i < frames.size(); ++i)
-    EXPECT_GT(frames[i].captureTime, frames[i - 1].captureTime);
-  const double rate = 60e9 / static_cast<double>(frames[60].captureTime - frames[0].captureTime);
-  EXPECT_NEAR(rate, 30, 0.5);
-  EXPECT_LT(now - frames[60].captureTime, 200'000'000);
+  EXPECT_TRUE(std::ranges::is_sorted(frames, {}, &CaughtFrame::captureTime));
+  EXPECT_NEAR(static_cast<double>(frames[60].captureTime - frames[0].captureTime), 2e9, 3e7);
+  EXPECT_LT(now - frames.back().captureTime, 200'000'000);
 }
 
-TEST_F(VividCameraTest, saysOnceThatItIsUnpluggedAndOnceThatItIsBack) {
-  start(caught);
-  caught.waitForFrames(10);
-  unplug();
-  const auto lost = caught.waitForLines(1);
-  ASSERT_EQ(lost.size(), 1u);
-  EXPECT_EQ(lost[0], "/dev/video0 (vivid) is not there: plug the camera in");
-  const auto before = caught.waitForFrames(0).size();
+TEST_F(VividCameraTest, saysOnceThatItIsUnpluggedAndOnceThatItIsBackAndStopsInBetween) {
+  EXPECT_EQ(start(), "");
+  driver("unbind");
+  EXPECT_EQ(caught.waitForLines(1).back(), "/dev/video0 (vivid) is not there: plug the camera in");
   sleep(3);  // it tries again in vain meanwhile, and must keep quiet about it
   EXPECT_EQ(caught.waitForLines(0).size(), 1u);
-  EXPECT_EQ(caught.waitForFrames(0).size(), before);
-  plugIn();
-  EXPECT_EQ(caught.waitForLines(2).back(), "vivid is back");
-  expectFramesAfter(before);
-}
-
-TEST_F(VividCameraTest, stopsAtOnceWhileTheCameraIsUnplugged) {
-  start(caught);
-  caught.waitForFrames(1);
-  unplug();
-  caught.waitForLines(1);
+  driver("bind");
+  expectToBeBack();
+  driver("unbind");
+  caught.waitForLines(3);
   const auto begin = monotonicNow();
   camera.stopCapture();
   EXPECT_LT(monotonicNow() - begin, 500'000'000);
-  plugIn();
+  driver("bind");
 }
 
-TEST_F(VividCameraTest, beginsAStreamAgainThatDeliversNothing) {
-  start(caught);
-  caught.waitForFrames(5);
+TEST_F(VividCameraTest, beginsAStreamAgainThatDeliversNothingOrFails) {
+  EXPECT_EQ(start(), "");
   setControl("Percentage of Dropped Buffers", 100);
   EXPECT_NE(caught.waitForLines(1).back().find("no whole picture for 5 seconds"),
             std::string::npos);
-  const auto before = caught.waitForFrames(0).size();
   setControl("Percentage of Dropped Buffers", 0);
-  EXPECT_EQ(caught.waitForLines(2).back(), "vivid is back");
-  expectFramesAfter(before);
-}
-
-TEST_F(VividCameraTest, comesBackAfterAnErrorOfTheDriver) {
-  start(caught);
-  caught.waitForFrames(5);
+  expectToBeBack();
   setControl("Inject Fatal Streaming Error", 1);
-  EXPECT_EQ(caught.waitForLines(2).back(), "vivid is back");
-  expectFramesAfter(caught.waitForFrames(0).size());
-  std::cout << caught.waitForLines(0).front() << "\n";
+  EXPECT_EQ(caught.waitForLines(4).back(), "vivid is back");
 }
 
 TEST_F(VividCameraTest, leavesOutDamagedPicturesAndCountsThem) {
-  start(caught);
+  EXPECT_EQ(start(), "");
   caught.waitForFrames(5);
   setControl("Inject V4L2_BUF_FLAG_ERROR", 1);
-  expectFramesAfter(caught.waitForFrames(0).size() + 5);
+  caught.waitForFrames(caught.waitForFrames(0).size() + 10);
   camera.stopCapture();
-  EXPECT_EQ(caught.waitForLines(1).front().find("vivid: 1 damaged pictures"), 0u);
+  EXPECT_TRUE(caught.waitForLines(1).front().starts_with("vivid: 1 damaged pictures"));
 }
 
 TEST_F(VividCameraTest, namesTheProgramThatUsesTheCamera) {
@@ -181,17 +133,15 @@ TEST_F(VividCameraTest, namesTheProgramThatUsesTheCamera) {
   ASSERT_EQ(pipe(running), 0);
   const pid_t other = fork();
   if (other == 0) {
-    start(caught);
+    start();
     caught.waitForFrames(1);
     (void)!write(running[1], "!", 1);
     pause();
   }
   char byte = 0;
-  ASSERT_EQ(read(running[0], &byte, 1), 1);
-  start(caught);
-  EXPECT_EQ(caught.waitForCompletion(),
-            "/dev/video0 (vivid) is used by another program (camera_vm_tests, process " +
-                std::to_string(other) + "): close it");
+  EXPECT_EQ(read(running[0], &byte, 1), 1);
+  EXPECT_EQ(start(), "/dev/video0 (vivid) is used by another program (camera_vm_tests, process " +
+                         std::to_string(other) + "): close it");
   kill(other, SIGKILL);
   waitpid(other, nullptr, 0);
 }
