@@ -12,16 +12,17 @@ forbid() {
   [ -z "$found" ] || { printf '%s:\n%s\n' "$3" "$found" >&2; failed=1; }
 }
 
-core="src/app src/pipeline src/signaling src/media src/sink src/faces src/auth src/support"
+parts="src/log src/model src/faces src/auth src/signaling src/media src/sink src/support"
+core="$parts src/pipeline src/app"
 libraries='(Q[A-Z]|api/|rtc_base/|media/base/|modules/|pipewire|spa/|linux/videodev2|boost|libsecret)'
-forbid "src/platform" '(app|pipeline|signaling|media|sink|faces|auth|support|linux|program)/' \
+forbid "src/platform" '(log|model|app|pipeline|signaling|media|sink|faces|auth|support|linux|program)/' \
   "A port includes a layer above it"
 forbid "src/platform $core" "$libraries" "The core includes a library that belongs to an adapter"
 forbid "$core" '(linux|program)/' "The core includes an adapter or a program"
-forbid "src/signaling src/media src/sink src/auth src/faces" 'pipeline/' \
-  "A part includes the pipeline that joins it"
-forbid "src/linux" '(program|pipeline|signaling|media|sink|faces|auth|support)/[A-Z]' \
+forbid "$parts src/pipeline" 'app/' "A part includes the controller that wires it"
+forbid "$parts" 'pipeline/' "A part includes the pipeline that joins it"
+forbid "src/linux" '(program|app|model|pipeline|signaling|media|sink|faces|auth|support)/[A-Z]' \
   "An adapter includes more than ports and the log"
-forbid "service" '(program|app|pipeline|media|sink|faces|auth|support)/[A-Z]' \
+forbid "service" '(program|app|model|pipeline|media|sink|faces|auth|support)/[A-Z]' \
   "The service includes the host"
 exit "$failed"

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "app/AppModel.h"
+#include "model/AppModel.h"
 #include "media/WebRTCClient.h"
 #include "pipeline/Pipeline.h"
 #include "platform/Clock.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "media/CaptureFormatChoice.h"
 #include "platform/Weakly.h"
 

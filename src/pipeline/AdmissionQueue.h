@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "app/AppModel.h"
+#include "model/AppModel.h"
 #include "platform/DispatchQueue.h"
 
 namespace quorvex {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "platform/Weakly.h"
 
 namespace quorvex {

@@ -1,6 +1,6 @@
 #include "pipeline/Pipeline.h"
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "platform/Weakly.h"
 
 namespace quorvex {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "app/AppModel.h"
+#include "model/AppModel.h"
 #include "pipeline/AdmissionQueue.h"
 #include "pipeline/FrameWatchdog.h"
 #include "pipeline/PipelineSession.h"

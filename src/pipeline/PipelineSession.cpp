@@ -1,6 +1,6 @@
 #include "pipeline/PipelineSession.h"
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "pipeline/IceServers.h"
 #include "platform/Weakly.h"
 

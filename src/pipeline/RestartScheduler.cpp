@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "platform/Weakly.h"
 
 namespace quorvex {

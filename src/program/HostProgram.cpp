@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "linux/qt/NetworkThread.h"
 #include "linux/threads/ThreadQueue.h"
 #include "program/CameraChoice.h"

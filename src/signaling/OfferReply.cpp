@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "signaling/Json.h"
 
 namespace quorvex {

@@ -1,6 +1,6 @@
 #include "signaling/SignalingClient.h"
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "platform/Uuid.h"
 #include "platform/Weakly.h"
 #include "signaling/OfferReply.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "platform/Weakly.h"
 
 namespace quorvex {

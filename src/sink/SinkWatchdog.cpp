@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 
 namespace quorvex {
 namespace {

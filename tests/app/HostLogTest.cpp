@@ -7,8 +7,8 @@
 #include <regex>
 #include <thread>
 
-#include "app/AppModel.h"
-#include "app/HostLog.h"
+#include "model/AppModel.h"
+#include "log/HostLog.h"
 #include "fakes/FakeService.h"
 #include "fakes/LogFile.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "support/ChildProcess.h"
 #include "support/TemporaryFolder.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 
 namespace quorvex {
 

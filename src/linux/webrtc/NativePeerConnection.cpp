@@ -4,7 +4,7 @@
 #include "api/rtp_sender_interface.h"
 #include "api/set_local_description_observer_interface.h"
 #include "api/set_remote_description_observer_interface.h"
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 #include "linux/webrtc/NativeVideoTrack.h"
 #include "rtc_base/ref_counted_object.h"
 

@@ -1,4 +1,4 @@
-#include "app/HostLog.h"
+#include "log/HostLog.h"
 
 #include <fcntl.h>
 #include <unistd.h>

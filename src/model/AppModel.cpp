@@ -1,4 +1,4 @@
-#include "app/AppModel.h"
+#include "model/AppModel.h"
 
 namespace quorvex {
 
