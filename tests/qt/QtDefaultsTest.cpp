@@ -86,16 +86,6 @@ TEST_F(QtDefaultsTest, isReadableByItsOwnerOnly) {
   EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
 }
 
-TEST_F(QtDefaultsTest, seesWhatAnotherProgramWrote) {
-  auto one = open();
-  auto other = open();
-  one.setString("a", "1");
-  EXPECT_EQ(other.string("a"), "1");
-  other.setString("b", "2");
-  one.setString("c", "3");
-  EXPECT_EQ(open().string("b"), "2");
-}
-
 TEST_F(QtDefaultsTest, keepsADamagedFileAsideAndStartsEmpty) {
   for (const std::string content : {"", "{\"rc.enhance\": tr", "[1]", "\xff\xfe\0garbage"}) {
     put(content);

@@ -90,23 +90,6 @@ TEST_F(QtHttpClientTest, deliversEveryStatusWithItsHeadersAndBody) {
   }
 }
 
-TEST_F(QtHttpClientTest, tellsNoBodyFromABody) {
-  RawServer empty(always(httpReply("200 OK", "", "")));
-  EXPECT_EQ(exchange(get(empty.url("/"))).body, std::nullopt);
-  const std::string bytes("a\0\xff\r\n", 5);
-  RawServer binary(always(httpReply("200 OK", "", bytes)));
-  EXPECT_EQ(exchange(get(binary.url("/"))).body, bytes);
-  const std::string largest(kLimit, 'x');
-  RawServer full(always(httpReply("200 OK", "", largest)));
-  EXPECT_EQ(exchange(get(full.url("/"))).body, largest);
-  RawServer untilClosed(always("HTTP/1.1 200 OK\r\n\r\nall of it"));
-  EXPECT_EQ(exchange(get(untilClosed.url("/"))).body, "all of it");
-  RawServer chunked(
-      always("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
-             "3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n"));
-  EXPECT_EQ(exchange(get(chunked.url("/"))).body, "abcde");
-}
-
 struct Fault {
   const char* name;
   RawServer::Serve serve;
@@ -172,18 +155,6 @@ TEST_F(QtHttpClientTest, endsEveryBrokenReplyInAnErrorThatNamesTheServerAndNoSec
   }
 }
 
-TEST_F(QtHttpClientTest, waitsForAReplyThatKeepsMovingButNotBeyondTheWholeTime) {
-  RawServer slow([](Connection& connection) {
-    connection.request();
-    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
-    connection.dribble("twelve bytes", 150);
-  });
-  EXPECT_EQ(exchange(get(slow.url("/"))).body, "twelve bytes");
-  auto hurried = get(slow.url("/"));
-  hurried.timeout = Seconds{0.5};
-  EXPECT_THAT(exchange(hurried).error.value_or(""), HasSubstr("not answered in full"));
-}
-
 TEST_F(QtHttpClientTest, refusesWhatMustNotBeSent) {
   RawServer server(always(httpReply("200 OK", "", "{}")));
   const auto refusal = [this](HttpRequest request) {
@@ -231,22 +202,6 @@ TEST_F(QtHttpClientTest, sendsNoCredentialsAndNoBodyToAnotherOrigin) {
   EXPECT_THAT(exchange(get(outward.url("/"))).error.value_or(""), HasSubstr("without encryption"));
 }
 
-TEST_F(QtHttpClientTest, followsRedirectsWithinAnOriginButNotForEver) {
-  RawServer server([](Connection& connection) {
-    for (std::string request; !(request = connection.request()).empty();) {
-      const bool arrived = request.find("POST /there ") == 0 && request.ends_with("\r\n\r\nbody");
-      connection.write(arrived ? httpReply("200 OK", "", "arrived")
-                               : httpReply("307 Go", "Location: /there\r\n", ""));
-    }
-  });
-  auto request = get(server.url("/here"));
-  request.headers["Authorization"] = "Bearer t";
-  EXPECT_TRUE(exchange(request).error) << "a redirect to itself";
-  request.method = "POST";
-  request.body = "body";
-  EXPECT_EQ(exchange(request).body, "arrived");
-}
-
 TEST_F(QtHttpClientTest, sendsTheCookiesItWasGiven) {
   RawServer server(always(httpReply("200 OK", "Set-Cookie: lb=node7; Path=/; HttpOnly\r\n", "{}")));
   exchange(get(server.url("/api/first")));
@@ -260,16 +215,6 @@ TEST_F(QtHttpClientTest, endsWhatIsOutstandingOnceWhenItIsDestroyed) {
   for (int i = 0; i < 10; ++i) outstanding.push_back(begin(get(server.url("/"))));
   client.reset();  // a second call of a completion would throw from its promise
   for (auto& ended : outstanding) EXPECT_EQ(ended.get().error, "cancelled");
-}
-
-TEST_F(QtHttpClientTest, mayBeDestroyedByACompletion) {
-  RawServer server(always(httpReply("200 OK", "", "{}")));
-  std::promise<void> destroyed;
-  client->send(get(server.url("/")), [&](const HttpResult&) {
-    client.reset();
-    destroyed.set_value();
-  });
-  EXPECT_EQ(destroyed.get_future().wait_for(kDeadline), std::future_status::ready);
 }
 
 }  // namespace

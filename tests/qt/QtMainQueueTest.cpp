@@ -52,36 +52,6 @@ TEST_F(QtMainQueueTest, runsTasksOfEveryThreadOnItsOwnAndInOrder) {
   for (const auto& order : seen) EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
-TEST_F(QtMainQueueTest, firesTimersInTheOrderOfTheirTimesAndNotBefore) {
-  std::vector<int> order;
-  const auto start = steady_clock::now();
-  const auto past = queue->after(Seconds{0}, [&] { order.push_back(1); });
-  const auto late = queue->after(Seconds{0.5}, [&] {
-    order.push_back(3);
-    EXPECT_GE(steady_clock::now() - start, milliseconds{500});
-    loop.quit();
-  });
-  std::unique_ptr<Timer> fromElsewhere;
-  std::thread([&] {
-    fromElsewhere = queue->after(Seconds{0.01}, [&] { order.push_back(2); });
-  }).join();
-  queue->after(Seconds{0}, [&] { order.push_back(0); }).reset();
-  run();
-  EXPECT_THAT(order, testing::ElementsAre(1, 2, 3));
-}
-
-TEST_F(QtMainQueueTest, repeatsUntilItsTimerIsDestroyedInsideTheTask) {
-  int turns = 0;
-  std::unique_ptr<Timer> end;
-  std::unique_ptr<Timer> timer = queue->every(Seconds{0}, Seconds{0.002}, [&] {
-    if (++turns != 5) return;
-    timer.reset();
-    end = queue->after(Seconds{0.05}, [&] { loop.quit(); });
-  });
-  run();
-  EXPECT_EQ(turns, 5);
-}
-
 TEST_F(QtMainQueueTest, goesOnWhileATaskRunsALoopOfItsOwn) {
   std::vector<int> order;
   queue->async([&] {
@@ -106,24 +76,6 @@ TEST_F(QtMainQueueTest, doesNoWorkAfterItsEnd) {
   for (int i = 0; i < 10; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
   outlives.reset();
   EXPECT_EQ(captured.use_count(), 1);
-}
-
-TEST_F(QtMainQueueTest, mayBeDestroyedInsideOneOfItsTasks) {
-  bool later = false;
-  queue->async([&] {
-    queue->async([&later] { later = true; });
-    queue.reset();
-    loop.quit();
-  });
-  loop.exec();
-  QCoreApplication::processEvents();
-  EXPECT_FALSE(later);
-  queue.emplace();
-  const auto timer = queue->after(Seconds{0}, [&] {
-    queue.reset();
-    loop.quit();
-  });
-  loop.exec();
 }
 
 }  // namespace
