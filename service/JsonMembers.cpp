@@ -2,13 +2,16 @@
 
 #include <limits>
 
+#include "signaling/Json.h"
+
 namespace quorvex::service {
 
 using nlohmann::json;
 
 JsonMembers JsonMembers::parse(const std::string& text, const std::string& what) {
-  auto root = std::make_shared<const json>(json::parse(text, nullptr, false));
-  if (!root->is_object()) throw Refusal{400, what + " must be a JSON object in UTF-8"};
+  auto parsed = parseObject(text);
+  if (!parsed) throw Refusal{400, what + " must be a JSON object in UTF-8"};
+  auto root = std::make_shared<const json>(std::move(*parsed));
   const json& object = *root;
   return {std::move(root), object, ""};
 }

@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "log/HostLog.h"
 #include "linux/qt/NetworkThread.h"
 #include "linux/threads/ThreadQueue.h"
+#include "log/HostLog.h"
 #include "program/CameraChoice.h"
 
 namespace quorvex {
@@ -33,12 +33,11 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
       ledger(std::make_shared<FrameLedger>()),
       probe(ledger),
       virtualCamera(setup.options, logAndNote()),
-      cmio(
-          virtualCamera.outputs(), [](std::string_view line) { hostLog(line); },
-          [this](const CMSampleBuffer& sample) {
-            if (sample.imageBuffer)
-              probe.frameDelivered(*sample.imageBuffer, monotonicNanoseconds());
-          }),
+      cmio(virtualCamera.outputs(), logAndNote(),
+           [this](const CMSampleBuffer& sample) {
+             if (sample.imageBuffer)
+               probe.frameDelivered(*sample.imageBuffer, monotonicNanoseconds());
+           }),
       camera(std::make_shared<CountingCamera>(makeCamera(setup.options, ledger, logAndNote()),
                                               logAndNote())),
       engine(camera, setup.serviceIsLocal),

@@ -68,31 +68,27 @@ TEST(Demo, logsASessionAsItGoes) {
   ASSERT_EQ(host.process->exitCode(), 0) << host.printed();
   std::vector<std::string> steps;
   const auto log = host.log();
+  // What other threads log falls between these steps where it may.
   for (const auto& line : log)
-    if (!line.starts_with("sink push: ") && !line.starts_with("webrtc: capturing"))
+    if (!line.starts_with("sink push: ") && !line.starts_with("webrtc: capturing") &&
+        !line.starts_with("webrtc: iceConnectionState="))
       steps.push_back(line);
-  EXPECT_THAT(steps, ElementsAreArray({"virtual camera: the embedded camera is available",
-                                       "installDeviceListListener status=0",
-                                       "connectToSink: attempting…",
-                                       "CMIO devices visible: 1",
-                                       "connectToSink: device=2 sink=4; initializing queue",
-                                       "CMIOStreamCopyBufferQueue status=0",
-                                       "CMIODeviceStartStream status=0",
-                                       "sink connected; ready for swapped frames",
-                                       "pipeline: sink ready → minting token",
-                                       "signaling: minted token type=device brand=quorvex",
-                                       "webrtc: maxBitrate set to 3000 kbps",
-                                       "webrtc: peer connection created (1 ice servers)",
-                                       "signaling: WS connecting (reconnect=false)",
-                                       "signaling: identity received",
-                                       "webrtc: iceConnectionState=1",
-                                       "signaling: got answer (face_swap_ready=true)",
-                                       "webrtc: ontrack — swapped video track received",
-                                       "webrtc: remote answer applied",
-                                       "webrtc: iceConnectionState=2",
-                                       "pipeline: answer applied=true",
-                                       "lifecycle: quitting — disconnecting cleanly"}));
-  EXPECT_THAT(log, Contains("webrtc: capturing Quorvex Test Pattern @30fps"));
+  EXPECT_THAT(
+      steps,
+      ElementsAreArray(
+          {"virtual camera: the embedded camera is available", "installDeviceListListener status=0",
+           "connectToSink: attempting…", "CMIO devices visible: 1",
+           "connectToSink: device=2 sink=4; initializing queue",
+           "CMIOStreamCopyBufferQueue status=0", "CMIODeviceStartStream status=0",
+           "sink connected; ready for swapped frames", "pipeline: sink ready → minting token",
+           "signaling: minted token type=device brand=quorvex",
+           "webrtc: maxBitrate set to 3000 kbps", "webrtc: peer connection created (1 ice servers)",
+           "signaling: WS connecting (reconnect=false)", "signaling: identity received",
+           "signaling: got answer (face_swap_ready=true)",
+           "webrtc: ontrack — swapped video track received", "webrtc: remote answer applied",
+           "pipeline: answer applied=true", "lifecycle: quitting — disconnecting cleanly"}));
+  EXPECT_THAT(log, IsSupersetOf({"webrtc: capturing Quorvex Test Pattern @30fps",
+                                 "webrtc: iceConnectionState=1", "webrtc: iceConnectionState=2"}));
   for (const auto& line : log) EXPECT_EQ(line.find("a=ice-ufrag"), std::string::npos);
 }
 

@@ -1,12 +1,10 @@
 #include "service/ServiceTalk.h"
 
-#include <boost/asio/connect.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
-#include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
 #include <utility>  // missing from Boost 1.74's own headers
 
@@ -15,7 +13,6 @@ namespace {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
-namespace http = beast::http;
 namespace websocket = beast::websocket;
 using asio::ip::tcp;
 using boost::system::error_code;
@@ -31,36 +28,11 @@ tcp::socket connected(asio::io_context& io, std::uint16_t port) {
 
 }  // namespace
 
-Reply request(std::uint16_t port, const std::string& method, const std::string& path,
-              const Headers& headers, const std::string& body) {
-  asio::io_context io;
-  tcp::socket socket = connected(io, port);
-  http::request<http::string_body> native;
-  native.method_string(method);
-  native.target(path);
-  native.version(11);
-  native.set(http::field::host, "127.0.0.1");
-  for (const auto& [name, value] : headers) native.set(name, value);
-  native.body() = body;
-  native.prepare_payload();
-  error_code refusedEarly;  // a reply may come before the body has all been sent
-  http::write(socket, native, refusedEarly);
-
-  beast::flat_buffer buffer;
-  http::response_parser<http::string_body> parser;
-  parser.skip(method == "HEAD");
-  http::read(socket, buffer, parser);
-  Reply reply{.status = static_cast<int>(parser.get().result_int()), .body = {}, .headers = {}};
-  for (const auto& field : parser.get())
-    reply.headers[std::string(field.name_string())] = std::string(field.value());
-  if (!parser.get().body().empty()) reply.body = nlohmann::json::parse(parser.get().body());
-  return reply;
-}
-
 std::string sendRaw(std::uint16_t port, const std::string& bytes, bool thenEnd) {
   asio::io_context io;
   tcp::socket socket = connected(io, port);
-  asio::write(socket, asio::buffer(bytes));
+  error_code refusedEarly;  // a reply may come before the bytes have all been sent
+  asio::write(socket, asio::buffer(bytes), refusedEarly);
   if (thenEnd) socket.shutdown(tcp::socket::shutdown_send);
   std::string received;
   error_code end;
@@ -68,19 +40,26 @@ std::string sendRaw(std::uint16_t port, const std::string& bytes, bool thenEnd) 
   return received;
 }
 
-HostSession::HostSession(std::uint16_t servicePort, const std::string& device) : port(servicePort) {
-  const Reply reply =
-      request(port, "POST", "/api/session-token", {{"Content-Type", "application/json"}},
-              nlohmann::json{{"device_id", device}}.dump());
-  token = reply.body.at("token");
-  userUuid = reply.body.at("user_uuid");
-  headers = {{"Content-Type", "application/json"},
-             {"Authorization", "Bearer " + token},
-             {"X-Brand-Id", "quorvex"}};
+Reply request(std::uint16_t port, const std::string& method, const std::string& path,
+              const Headers& headers, const std::string& body) {
+  std::string bytes = method + " " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
+  for (const auto& [name, value] : headers) bytes.append(name).append(": ").append(value + "\r\n");
+  bytes += "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+  const std::string received = sendRaw(port, bytes);
+  const std::size_t headEnd = received.find("\r\n\r\n");
+  if (headEnd == std::string::npos) throw std::runtime_error("no reply: " + received);
+  Reply reply{.status = std::stoi(received.substr(9, 3)), .head = received.substr(0, headEnd)};
+  if (received.size() > headEnd + 4)
+    reply.body = nlohmann::json::parse(received.substr(headEnd + 4));
+  return reply;
 }
 
-Reply HostSession::post(const std::string& path, const nlohmann::json& body) const {
-  return request(port, "POST", path, headers, body.dump());
+HostSession::HostSession(std::uint16_t servicePort, const std::string& device) : port(servicePort) {
+  const Reply reply = post("/api/session-token", {{"device_id", device}});
+  token = reply.body.at("token");
+  userUuid = reply.body.at("user_uuid");
+  headers["Authorization"] = "Bearer " + token;
+  headers["X-Brand-Id"] = "quorvex";
 }
 
 struct StatusTalk::Socket {
@@ -91,18 +70,13 @@ struct StatusTalk::Socket {
 };
 
 StatusTalk::StatusTalk(const HostSession& session, const std::string& clientId)
-    : StatusTalk(
-          session.port,
-          (clientId.empty() ? "" : "client_id=" + clientId + "&") + "user_uuid=" + session.userUuid,
-          session.token) {}
-
-StatusTalk::StatusTalk(std::uint16_t port, const std::string& query, const std::string& token)
-    : socket(std::make_unique<Socket>(port)) {
+    : socket(std::make_unique<Socket>(session.port)) {
   socket->stream.set_option(
       websocket::stream_base::decorator([&](websocket::request_type& request) {
-        request.set(http::field::authorization, "Bearer " + token);
+        request.set(beast::http::field::authorization, "Bearer " + session.token);
       }));
-  socket->stream.handshake("127.0.0.1", "/ws/status?" + query);
+  socket->stream.handshake("127.0.0.1",
+                           "/ws/status?client_id=" + clientId + "&user_uuid=" + session.userUuid);
 }
 
 StatusTalk::~StatusTalk() = default;
@@ -126,14 +100,6 @@ int StatusTalk::closeCode() {
   while (receive()) {
   }
   return socket->stream.reason().code;
-}
-
-void StatusTalk::close() {
-  socket->stream.close(websocket::close_code::going_away);
-}
-
-std::string StatusTalk::clientId() {
-  return receive().value().at("client_id");
 }
 
 }  // namespace quorvex::service::test
