@@ -1,4 +1,6 @@
 // The whole core, linked with nothing but what it may know: that it links is the proof.
 #include "platform/Uuid.h"
 
-int main() { return quorvex::randomUuid().size() == 36 ? 0 : 1; }
+int main() {
+  return quorvex::randomUuid().size() == 36 ? 0 : 1;
+}

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "model/AppModel.h"
 #include "media/WebRTCClient.h"
+#include "model/AppModel.h"
 #include "pipeline/Pipeline.h"
 #include "platform/Clock.h"
 #include "platform/CoreMediaIO.h"

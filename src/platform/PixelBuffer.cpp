@@ -66,8 +66,8 @@ class PixelBufferPool : public std::enable_shared_from_this<PixelBufferPool> {
   std::vector<std::unique_ptr<PixelBuffer>> idle;  // protected by mutex
 };
 
-void PixelBuffer::FreeBytes::operator()(std::uint8_t* bytes) const {
-  ::operator delete[](bytes, std::align_val_t{kAlignment});
+void PixelBuffer::FreeBytes::operator()(std::uint8_t* allocated) const {
+  ::operator delete[](allocated, std::align_val_t{kAlignment});
 }
 
 PixelBuffer::PixelBuffer(FourCharCode pixelFormat, int width, int height)

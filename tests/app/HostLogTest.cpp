@@ -7,10 +7,10 @@
 #include <regex>
 #include <thread>
 
-#include "model/AppModel.h"
-#include "log/HostLog.h"
 #include "fakes/FakeService.h"
 #include "fakes/LogFile.h"
+#include "log/HostLog.h"
+#include "model/AppModel.h"
 
 namespace quorvex {
 namespace {

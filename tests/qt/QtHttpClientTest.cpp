@@ -18,7 +18,6 @@ using testing::StartsWith;
 using Connection = RawServer::Connection;
 
 constexpr std::chrono::seconds kDeadline{30};
-constexpr std::size_t kLimit = 8 * 1024 * 1024;
 
 class QtHttpClientTest : public testing::Test {
  protected:

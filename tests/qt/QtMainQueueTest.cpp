@@ -14,7 +14,6 @@ namespace quorvex {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 class QtMainQueueTest : public testing::Test {
  protected:

@@ -45,14 +45,6 @@ bool RawServer::Connection::write(const std::string& bytes) {
   return true;
 }
 
-bool RawServer::Connection::dribble(const std::string& bytes, int millisecondsApart) {
-  for (const char byte : bytes) {
-    pollfd gone{socket, POLLRDHUP, 0};
-    if (poll(&gone, 1, millisecondsApart) != 0 || !write({byte})) return false;
-  }
-  return true;
-}
-
 void RawServer::Connection::waitForEnd() {
   char bytes[4096];
   while (recv(socket, bytes, sizeof bytes, 0) > 0) {

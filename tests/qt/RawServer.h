@@ -21,8 +21,6 @@ class RawServer {
     std::string request();
     /// False once the other side is gone.
     bool write(const std::string& bytes);
-    /// Writes one byte at a time, until the other side is gone.
-    bool dribble(const std::string& bytes, int millisecondsApart);
     /// Returns when the other side has gone.
     void waitForEnd();
     /// Ends the connection at once, as a crash of the machine would.

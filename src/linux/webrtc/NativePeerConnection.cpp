@@ -4,8 +4,8 @@
 #include "api/rtp_sender_interface.h"
 #include "api/set_local_description_observer_interface.h"
 #include "api/set_remote_description_observer_interface.h"
-#include "log/HostLog.h"
 #include "linux/webrtc/NativeVideoTrack.h"
+#include "log/HostLog.h"
 #include "rtc_base/ref_counted_object.h"
 
 namespace quorvex {
@@ -124,35 +124,35 @@ class NativeRtpSender : public RtcRtpSender {
 /// Passes the library's reports on to an observer that may be gone.
 class NativePeerConnection::Observer : public webrtc::PeerConnectionObserver {
  public:
-  Observer(std::shared_ptr<NativeFactory> owner, std::weak_ptr<RtcPeerConnectionObserver> listener)
-      : library(std::move(owner)), target(std::move(listener)) {}
+  Observer(std::shared_ptr<NativeFactory> owner, std::weak_ptr<RtcPeerConnectionObserver> reportsTo)
+      : library(std::move(owner)), target(std::move(reportsTo)) {}
 
   void OnAddTrack(rtc::scoped_refptr<webrtc::RtpReceiverInterface> receiver,
                   const std::vector<rtc::scoped_refptr<webrtc::MediaStreamInterface>>&) override {
-    const auto observer = target.lock();
-    if (!observer) return;
+    const auto listener = target.lock();
+    if (!listener) return;
     RtcRtpReceiver added;
     if (receiver->track()->kind() == webrtc::MediaStreamTrackInterface::kVideoKind) {
       auto* video = static_cast<webrtc::VideoTrackInterface*>(receiver->track().get());
       added.videoTrack = std::make_shared<NativeVideoTrack>(
           library, rtc::scoped_refptr<webrtc::VideoTrackInterface>(video));
     }
-    observer->didAddReceiver(added);
+    listener->didAddReceiver(added);
   }
 
   void OnIceCandidate(const webrtc::IceCandidateInterface* candidate) override {
-    const auto observer = target.lock();
+    const auto listener = target.lock();
     RtcIceCandidate copy;
-    if (!observer || !candidate->ToString(&copy.sdp)) return;
+    if (!listener || !candidate->ToString(&copy.sdp)) return;
     if (!candidate->sdp_mid().empty()) copy.sdpMid = candidate->sdp_mid();
     copy.sdpMLineIndex = candidate->sdp_mline_index();
-    observer->didGenerateIceCandidate(copy);
+    listener->didGenerateIceCandidate(copy);
   }
 
   void OnStandardizedIceConnectionChange(Native::IceConnectionState state) override {
     static_assert(static_cast<int>(RtcIceConnectionState::closed) == Native::kIceConnectionClosed);
-    if (const auto observer = target.lock())
-      observer->didChangeIceConnectionState(static_cast<RtcIceConnectionState>(state));
+    if (const auto listener = target.lock())
+      listener->didChangeIceConnectionState(static_cast<RtcIceConnectionState>(state));
   }
 
   void OnSignalingChange(Native::SignalingState) override {}
