@@ -86,6 +86,8 @@ RunMonitor::Sources HostProgram::watched() {
 }
 
 int HostProgram::run() {
+  if (!setup.options.headless)
+    console.note("This version has no window yet; it runs as with --headless");
   console.note(virtualCamera.explanation());
   console.note("Log: " + hostLogPath());
   if (camera->captureDevices().empty())

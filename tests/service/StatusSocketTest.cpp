@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "service/Clients.h"
 #include "service/ServiceTalk.h"
+#include "service/StatusSocket.h"
 
 namespace quorvex::service {
 namespace {
@@ -75,6 +77,30 @@ TEST_F(Status, closesAMessageThatIsTooLargeWith1009) {
   StatusTalk status(session);
   status.send(std::string((8 << 20) + 1, ' '));
   EXPECT_EQ(status.closeCode(), 1009);
+}
+
+struct CountedLink : SocketLink {
+  void send(std::string) override {}
+  void close(int, std::string) override { ++closed; }
+  int closed = 0;
+};
+
+TEST(Clients, areForgottenWhenTheyStayAwayAndKeptWhenTheyReturn) {
+  ServiceLoop loop;
+  Clients clients(loop, Seconds(0.05));
+  const auto link = std::make_shared<CountedLink>();
+  const std::string gone = clients.connect("", "user", link)->id;
+  const std::string back = clients.connect("", "user", link)->id;
+  clients.disconnected(gone, link);
+  clients.disconnected(back, link);
+  const auto newer = std::make_shared<CountedLink>();
+  EXPECT_EQ(clients.connect(back, "user", newer)->id, back);
+  clients.disconnected(back, link);  // the old socket's end, reported late
+  const auto end = loop.after(Seconds(0.2), [&] { loop.stop(); });
+  loop.run();
+  EXPECT_FALSE(clients.find(gone));
+  EXPECT_TRUE(clients.find(back));
+  EXPECT_EQ(link->closed, 0);
 }
 
 }  // namespace

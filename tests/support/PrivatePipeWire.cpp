@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "support/Eventually.h"
 
@@ -13,6 +14,11 @@ PrivatePipeWire::PrivatePipeWire()
            "--address=unix:path=" + (folder / "bus")},
           "dbus-daemon", folder / "bus.log") {
   EXPECT_TRUE(eventually([&] { return std::filesystem::exists(folder / "bus"); }));
+  // A session manager that looks for the machine's logins ends at once where there are none.
+  const std::string bluetooth = folder / "config/wireplumber/bluetooth.lua.d";
+  std::filesystem::create_directories(bluetooth);
+  std::ofstream(bluetooth + "/80-no-logind.lua")
+      << "bluez_monitor.properties[\"with-logind\"] = false\n";
   startDaemon();
 }
 
