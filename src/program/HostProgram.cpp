@@ -4,7 +4,6 @@
 
 #include <QCoreApplication>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 
 #include "linux/qt/NetworkThread.h"
@@ -70,10 +69,7 @@ AppDelegate::Platform HostProgram::platform() {
           .systemLog = systemLog,
           .cmio = cmio,
           .rtcEngine = engine,
-          .environment = [](const char* name) -> std::optional<std::string> {
-            const char* value = std::getenv(name);
-            return value ? std::optional<std::string>(value) : std::nullopt;
-          }};
+          .environment = setup.environment};
 }
 
 RunMonitor::Sources HostProgram::watched() {

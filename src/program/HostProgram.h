@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "app/AppDelegate.h"
@@ -33,6 +34,7 @@ class HostProgram {
     ServiceEndpoints endpoints;
     std::string settingsPath;  ///< the user's settings, or the demo's own
     bool serviceIsLocal = false;
+    std::function<std::optional<std::string>(const char* name)> environment;
   };
 
   HostProgram(Setup setup, Console& console);

@@ -85,6 +85,7 @@ int main(int argc, char** argv) {
     console.note("No service is set: give web_base, api_base and socket_base in " + configFolder() +
                  "/quorvex-camera.conf, or try --demo");
   }
+  setup.environment = environment;
   setup.serviceIsLocal = isLoopback(setup.endpoints.apiBase);
   setup.settingsPath = configFolder() + (setup.options.demo ? "/demo" : "") + "/settings.json";
   HostProgram program(std::move(setup), console);
