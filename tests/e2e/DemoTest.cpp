@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "e2e/HostRun.h"
+#include "e2e/ServiceRun.h"
 #include "support/Eventually.h"
 #include "support/PrivatePipeWire.h"
 
@@ -128,13 +129,8 @@ TEST(Demo, feedsPipeWireWhenItAnswers) {
 
 TEST(Host, acceptsEverySizeThatAServiceSends) {
   for (const char* size : {"640x480", "641x481", "1920x1080"}) {
-    TemporaryFolder folder;
-    ChildProcess service({SERVICE_PROGRAM, "--size", size}, "", folder / "service.txt");
-    ASSERT_TRUE(eventually([&] { return contentOf(folder / "service.txt").ends_with('\n'); }));
-    const auto bases = nlohmann::json::parse(contentOf(folder / "service.txt"));
-    HostRun host({"--headless", "--camera", "pattern", "--virtual-camera", "embedded", "--seconds",
-                  "5", "--stun", "127.0.0.1", "--web-base", bases["web"], "--api-base",
-                  bases["api"], "--socket-base", bases["socket"]});
+    const ServiceRun service({"--size", size});
+    HostRun host(service.hostOptions() + std::vector<std::string>{"--seconds", "5"});
     ASSERT_EQ(host.process->exitCode(), 0) << host.printed();
     EXPECT_EQ(host.report()["frameSize"], size);
     EXPECT_GT(host.report()["latencyMs"]["p50"], 0) << "its numbers can be read at any size";

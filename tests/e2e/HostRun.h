@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,12 @@ inline std::string contentOf(const std::string& path) {
 /// One run of the real host, with folders of its own, and what it leaves behind.
 class HostRun {
  public:
-  explicit HostRun(std::vector<std::string> options, std::vector<std::string> environment = {})
+  /// `wrapper` are the words that go before the program's own, to run it elsewhere.
+  explicit HostRun(std::vector<std::string> options, std::vector<std::string> environment = {},
+                   std::vector<std::string> wrapper = {})
       : logStart(contentOf(hostLogPath()).size()) {
-    std::vector<std::string> words{HOST_PROGRAM};
+    std::vector<std::string> words = std::move(wrapper);
+    words.emplace_back(HOST_PROGRAM);
     words.insert(words.end(), options.begin(), options.end());
     words.insert(words.end(), {"--report", folder / "report.json"});
     environment.insert(environment.begin(), {"XDG_CONFIG_HOME=" + (folder / "config"),

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <future>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <thread>
 
 #include "service/Service.h"
+#include "support/HttpTalk.h"
 
 namespace quorvex::service::test {
 
@@ -35,26 +35,12 @@ class RunningService {
   std::thread thread;
 };
 
-// Speaks to the service as a host does: over real sockets, one call after the other. Nothing waits
-// longer than half a minute.
+// Speaks to the service as a host does.
 
-/// Sends these very bytes, then perhaps their end, and returns all that comes back until the end.
-std::string sendRaw(std::uint16_t port, const std::string& bytes, bool thenEnd = false);
-
-using Headers = std::map<std::string, std::string>;
-
-struct Reply {
-  [[nodiscard]] std::string refusal() const {
-    return std::to_string(status) + " " + body.value("error", "");
-  }
-
-  int status = 0;
-  std::string head;
-  nlohmann::json body = nlohmann::json::object();
-};
-
-Reply request(std::uint16_t port, const std::string& method, const std::string& path,
-              const Headers& headers = {}, const std::string& body = "");
+using quorvex::test::Headers;
+using quorvex::test::Reply;
+using quorvex::test::request;
+using quorvex::test::sendRaw;
 
 /// A host's session: its token, and the headers that its requests carry.
 struct HostSession {
