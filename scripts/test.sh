@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Everything that has to hold: format, layers, lint, all tests, and the unit tests again under
-# AddressSanitizer and UndefinedBehaviorSanitizer. Installs what is missing first.
+# Everything that has to hold: format, layers, lint, all tests, the unit tests again under
+# AddressSanitizer and UndefinedBehaviorSanitizer, and those of the host's core under
+# ThreadSanitizer. Installs what is missing first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,5 +31,10 @@ step "Unit tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 cmake --preset asan -DQUORVEX_TESTS=ON -DQUORVEX_BENCH=OFF >/dev/null
 cmake --build --preset asan --target unit_tests
 ctest --test-dir build/asan --output-on-failure -j "$jobs" -L unit
+
+step "Pipeline, signaling, sink and queue tests under ThreadSanitizer"
+cmake --preset tsan -DQUORVEX_TESTS=ON -DQUORVEX_BENCH=OFF >/dev/null
+cmake --build --preset tsan --target core_tests threads_tests
+ctest --test-dir build/tsan --output-on-failure -j "$jobs" -R '^(core|threads)_tests|Test\.'
 
 step "All is well"

@@ -17,6 +17,7 @@ AppDelegate::AppDelegate(Platform desktop, ServiceEndpoints service)
           platform.cmio, platform.mainQueue, platform.makeSerialQueue(kSinkQueueLabel),
           platform.clock, platform.systemLog})),
       model(platform.defaults),
+      diagnostics(platform.http, platform.clock, endpoints.apiBase),
       signaling(std::make_shared<SignalingClient>(SignalingClient::Dependencies{
           platform.mainQueue, platform.http, platform.webSockets, platform.defaults, endpoints})),
       webrtc(std::make_shared<WebRTCClient>(platform.rtcEngine, platform.mainQueue)) {}
@@ -50,10 +51,13 @@ std::shared_ptr<Pipeline> AppDelegate::makePipeline() {
   Pipeline::Callbacks wiring;
   wiring.buildStatusMenu =
       weakly(this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
-  // The face library, the swap controls and the diagnostic upload join here.
+  // The face library and the swap controls join here.
   wiring.faceConfig = [] { return std::optional<Json>(); };
   wiring.syncPausedToServer = [] {};
-  wiring.sendDiagnosticReport = [](const auto&, const auto&, const auto&) {};
+  wiring.sendDiagnosticReport = weakly(
+      this, [](AppDelegate& self, const auto& kind, const auto& connectionError, const auto& note) {
+        self.diagnostics.sendDiagnosticReport(kind, connectionError, note);
+      });
   return Pipeline::create(
       {platform.mainQueue, platform.clock, platform.http, endpoints, model, signaling, webrtc},
       std::move(wiring));
@@ -62,10 +66,11 @@ std::shared_ptr<Pipeline> AppDelegate::makePipeline() {
 void AppDelegate::wireFrameProducer(bool relaunched) {
   frameProducer->onDeviceMissing =
       weakly(this, [relaunched](AppDelegate& self) { self.handleDeviceMissing(relaunched); });
-  frameProducer->onSinkReady =
-      weakly(this, [](AppDelegate& self) { self.pipeline->startPipeline(); });
+  frameProducer->onSinkReady = weakly(this, [](AppDelegate& self) { self.pipeline->sinkReady(); });
   frameProducer->onSinkWedged =
       weakly(this, [](AppDelegate& self) { self.pipeline->sinkWedged(); });
+  frameProducer->onSinkRecovered =
+      weakly(this, [](AppDelegate& self) { self.pipeline->sinkRecovered(); });
 }
 
 void AppDelegate::wireWebRTC() {
@@ -96,6 +101,9 @@ void AppDelegate::activate(const std::string& status) {
 void AppDelegate::handleDeviceMissing(bool relaunched) {
   if (relaunched) {
     hostLog("device still missing after post-activation relaunch — giving up");
+    diagnostics.sendDiagnosticReport(
+        "device-giveup", "virtual camera not visible after activation + relaunch",
+        "CMIO device absent — likely sysext activation failure or cmio daemon wedge");
     return buildStatusMenu("Virtual camera not found — check System Settings");
   }
   hostLog("device missing → requesting activation (relaunch required after approval)");

@@ -19,6 +19,7 @@
 #include "signaling/ServiceEndpoints.h"
 #include "signaling/SignalingClient.h"
 #include "sink/FrameProducer.h"
+#include "support/DiagnosticReporter.h"
 
 namespace quorvex {
 
@@ -68,6 +69,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   const ServiceEndpoints endpoints;
   std::shared_ptr<FrameProducer> frameProducer;
   AppModel model;
+  DiagnosticReporter diagnostics;
   std::shared_ptr<SignalingClient> signaling;
   std::shared_ptr<WebRTCClient> webrtc;
   std::shared_ptr<Pipeline> pipeline;

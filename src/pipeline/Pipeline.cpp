@@ -23,7 +23,8 @@ void Pipeline::makeParts() {
 
 std::shared_ptr<PipelineSession> Pipeline::makeSession() {
   PipelineSession::Callbacks wiring;
-  wiring.buildStatusMenu = callbacks.buildStatusMenu;
+  wiring.buildStatusMenu =
+      weakly(this, [](Pipeline& self, const std::string& text) { self.showStatus(text); });
   wiring.faceConfig = callbacks.faceConfig;
   wiring.scheduleRestart = weakly(this, [](Pipeline& self, std::string reason, auto retryAfter) {
     self.restarts->scheduleRestart(std::move(reason), retryAfter);
@@ -41,9 +42,10 @@ std::shared_ptr<PipelineSession> Pipeline::makeSession() {
 
 std::shared_ptr<AdmissionQueue> Pipeline::makeAdmissionQueue() {
   AdmissionQueue::Callbacks wiring;
-  wiring.showPosition = callbacks.buildStatusMenu;
+  wiring.showPosition =
+      weakly(this, [](Pipeline& self, const std::string& label) { self.showStatus(label); });
   wiring.offerAgain = weakly(this, [](Pipeline& self) {
-    self.callbacks.buildStatusMenu("Reconnecting…");
+    self.showStatus("Reconnecting…");
     self.promoteFromQueue();
   });
   wiring.timedOut =
@@ -57,8 +59,7 @@ std::shared_ptr<RestartScheduler> Pipeline::makeRestartScheduler() {
     self.tearDown();
     self.session->startPipeline();
   });
-  wiring.restartScheduled =
-      weakly(this, [](Pipeline& self) { self.callbacks.buildStatusMenu("Reconnecting…"); });
+  wiring.restartScheduled = weakly(this, [](Pipeline& self) { self.showStatus("Reconnecting…"); });
   wiring.gaveUp = weakly(this, [](Pipeline& self, int attempts, const std::string& reason) {
     self.gaveUp(attempts, reason);
   });
@@ -82,6 +83,22 @@ void Pipeline::remoteTrackChanged(std::shared_ptr<RtcVideoTrack> track) {
   needs.model.remoteTrack = std::move(track);
   needs.model.isLive = present;
   if (present) callbacks.syncPausedToServer();
+}
+
+void Pipeline::showStatus(const std::string& text) {
+  sessionStatus = text;
+  callbacks.buildStatusMenu(text);
+}
+
+void Pipeline::showSessionStatus() {
+  if (needs.model.statusText.get() != sessionStatus) callbacks.buildStatusMenu(sessionStatus);
+}
+
+void Pipeline::sinkReady() {
+  if (session->isStarted())
+    showSessionStatus();
+  else
+    session->startPipeline();
 }
 
 void Pipeline::sinkWedged() {
@@ -118,7 +135,7 @@ void Pipeline::goIdle(const std::string& status) {
   restarts->cancelIceGrace();
   needs.signaling->clearLastClientID();
   tearDown();
-  callbacks.buildStatusMenu(status);
+  showStatus(status);
 }
 
 void Pipeline::gaveUp(int attempts, const std::string& reason) {
@@ -126,7 +143,7 @@ void Pipeline::gaveUp(int attempts, const std::string& reason) {
       "reconnect-exhausted",
       "auto-reconnect gave up after " + std::to_string(attempts) + " attempts", reason);
   admission->setQueueState(false);
-  callbacks.buildStatusMenu("Disconnected — click Reconnect to retry");
+  showStatus("Disconnected — click Reconnect to retry");
 }
 
 void Pipeline::signalingDidFail(const std::string& message) {
@@ -134,7 +151,7 @@ void Pipeline::signalingDidFail(const std::string& message) {
   if (message.find("PAUSE_TIMEOUT") == std::string::npos) return restarts->scheduleRestart(message);
   needs.mainQueue.async(weakly(this, [](Pipeline& self) {
     self.needs.model.paused = false;
-    self.callbacks.buildStatusMenu("Reconnecting…");
+    self.showStatus("Reconnecting…");
   }));
   restarts->scheduleRestart("pause/idle timeout — reconnect unpaused");
 }

@@ -42,14 +42,17 @@ class Pipeline : public SignalingClientDelegate,
 
   static std::shared_ptr<Pipeline> create(Dependencies dependencies, Callbacks callbacks);
 
-  /// The sink is ready: begins a session unless there is one.
-  void startPipeline() { session->startPipeline(); }
+  /// The sink is ready: begins a session unless there is one. Of one that there is, the status is
+  /// shown again where the virtual camera's absence had taken its place.
+  void sinkReady();
   void startFrameWatchdog() { watchdog->start(); }
 
   /// A swapped frame has arrived. Any thread.
   void frameArrived() { watchdog->frameArrived(); }
   void remoteTrackChanged(std::shared_ptr<RtcVideoTrack> track);
   void sinkWedged();
+  /// Frames are delivered again after all.
+  void sinkRecovered() { showSessionStatus(); }
 
   /// The user wants the session built anew.
   void reconnectTapped();
@@ -77,6 +80,8 @@ class Pipeline : public SignalingClientDelegate,
   [[nodiscard]] std::shared_ptr<AdmissionQueue> makeAdmissionQueue();
   [[nodiscard]] std::shared_ptr<RestartScheduler> makeRestartScheduler();
   [[nodiscard]] std::shared_ptr<FrameWatchdog> makeWatchdog();
+  void showStatus(const std::string& text);
+  void showSessionStatus();
   void iceStateChanged(RtcIceConnectionState state);
   void tearDown();
   void goIdle(const std::string& status);
@@ -88,6 +93,7 @@ class Pipeline : public SignalingClientDelegate,
   std::shared_ptr<AdmissionQueue> admission;
   std::shared_ptr<RestartScheduler> restarts;
   std::shared_ptr<FrameWatchdog> watchdog;
+  std::string sessionStatus;  ///< the last that the session itself has shown
 };
 
 }  // namespace quorvex

@@ -14,6 +14,8 @@
 namespace quorvex {
 namespace {
 
+constexpr int kBadOptions = 2;
+
 std::int64_t monotonicNanoseconds() {
   timespec now{};
   ::clock_gettime(CLOCK_MONOTONIC, &now);
@@ -37,11 +39,14 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
              if (sample.imageBuffer)
                probe.frameDelivered(*sample.imageBuffer, monotonicNanoseconds());
            }),
+      faultyCmio(setup.options.faultSocket ? std::make_unique<FaultyCoreMediaIO>(cmio) : nullptr),
       camera(std::make_shared<CountingCamera>(makeCamera(setup.options, ledger, logAndNote()),
                                               logAndNote())),
       engine(camera, setup.serviceIsLocal),
       delegate(std::make_shared<AppDelegate>(platform(), setup.endpoints)),
-      monitor(mainQueue, clock, console, watched()) {}
+      monitor(mainQueue, clock, console, watched()) {
+  if (setup.options.reportFile) mainThread.emplace(mainQueue);
+}
 
 HostProgram::~HostProgram() {
   delegate.reset();
@@ -67,7 +72,7 @@ AppDelegate::Platform HostProgram::platform() {
           .webSockets = webSockets,
           .defaults = defaults,
           .systemLog = systemLog,
-          .cmio = cmio,
+          .cmio = faultyCmio ? static_cast<CoreMediaIO&>(*faultyCmio) : cmio,
           .rtcEngine = engine,
           .environment = setup.environment};
 }
@@ -76,12 +81,25 @@ RunMonitor::Sources HostProgram::watched() {
   RunMonitor::Sources sources;
   sources.status = [this] { return delegate->appModel().statusText.get(); };
   sources.captured = [this] { return camera->captured(); };
+  sources.mainThreadStall = [this] { return mainThread ? mainThread->longestMilliseconds() : 0; };
   sources.sink = [this] { return delegate->sinkStatistics(); };
   sources.latency = [this] { return probe.summary(); };
   return sources;
 }
 
+bool HostProgram::listenForFaults() {
+  const auto& path = setup.options.faultSocket;
+  if (!path) return true;
+  faultCommands.emplace(*faultyCmio);
+  std::string why;
+  if (faultCommands->listen(*path, &why)) return true;
+  console.note("quorvex-camera: --fault-socket " + *path + " cannot be had (" + why +
+               "); give a path of your own that is not in use");
+  return false;
+}
+
 int HostProgram::run() {
+  if (!listenForFaults()) return kBadOptions;
   if (!setup.options.headless)
     console.note("This version has no window yet; it runs as with --headless");
   console.note(virtualCamera.explanation());
@@ -90,6 +108,13 @@ int HostProgram::run() {
     console.note("There is no webcam; plug one in, or use --camera pattern");
   delegate->applicationDidFinishLaunching();
   monitor.start();
+  // A status may stand for less than the second from one look to the next.
+  const auto watching = delegate->appModel().observe([this](const void* field) {
+    if (field != &delegate->appModel().statusText) return;
+    mainQueue.async([this] {
+      if (delegate) monitor.showProgress();
+    });
+  });
   std::unique_ptr<Timer> end;
   if (setup.options.seconds)
     end = mainQueue.after(Seconds(*setup.options.seconds), [this] { quit(); });

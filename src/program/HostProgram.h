@@ -13,10 +13,13 @@
 #include "linux/qt/QtWebSocketClient.h"
 #include "linux/threads/StderrSystemLog.h"
 #include "linux/threads/SteadyClock.h"
+#include "linux/vcam/FaultyCoreMediaIO.h"
 #include "linux/vcam/VirtualCameraDevices.h"
 #include "linux/webrtc/NativeRtcEngine.h"
 #include "program/Console.h"
 #include "program/CountingCamera.h"
+#include "program/FaultCommands.h"
+#include "program/MainThreadWatch.h"
 #include "program/Options.h"
 #include "program/RunMonitor.h"
 #include "program/VirtualCameraChoice.h"
@@ -51,6 +54,7 @@ class HostProgram {
   [[nodiscard]] AppDelegate::Platform platform();
   [[nodiscard]] RunMonitor::Sources watched();
   [[nodiscard]] std::function<void(std::string_view)> logAndNote();
+  [[nodiscard]] bool listenForFaults();
   [[nodiscard]] bool writeReport() const;
 
   const Setup setup;
@@ -66,9 +70,12 @@ class HostProgram {
   LatencyProbe probe;
   VirtualCameraChoice virtualCamera;
   VirtualCameraDevices cmio;
+  std::unique_ptr<FaultyCoreMediaIO> faultyCmio;  ///< in its place, where faults are asked for
+  std::optional<FaultCommands> faultCommands;
   std::shared_ptr<CountingCamera> camera;
   NativeRtcEngine engine;
   std::shared_ptr<AppDelegate> delegate;
+  std::optional<MainThreadWatch> mainThread;  ///< where its findings are asked for
   RunMonitor monitor;
 };
 

@@ -31,6 +31,10 @@ void declare(QCommandLineParser& parser) {
        "auto, pipewire or embedded (default auto: pipewire; in the demo embedded "
        "when PipeWire does not answer).",
        "OUTPUT", "auto"},
+      {"fault-socket",
+       "Take commands that make the virtual camera misbehave on the unix socket <PATH>: a line "
+       "each, refuse, stall, vanish or none.",
+       "PATH"},
       {"config", "Read settings from <FILE> instead of the user's own.", "FILE"},
       {"version", "Print the version and end."},
       {"help", "Print this text and end."},
@@ -103,6 +107,8 @@ std::variant<Options, OptionsExit> parseOptions(const std::vector<std::string>& 
   options.demo = parser.isSet("demo");
   options.headless = parser.isSet("headless");
   if (parser.isSet("report")) options.reportFile = parser.value("report").toStdString();
+  if (parser.isSet("fault-socket"))
+    options.faultSocket = parser.value("fault-socket").toStdString();
   if (parser.isSet("config")) options.configFile = parser.value("config").toStdString();
   if (parser.isSet("seconds"))
     if (auto bad = readSeconds(parser.value("seconds"), options)) return *bad;

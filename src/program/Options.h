@@ -21,6 +21,8 @@ struct Options {
   Camera camera = Camera::automatic;
   std::string cameraPath;  ///< of a y4m file or a device
   VirtualCamera virtualCamera = VirtualCamera::automatic;
+  /// Where commands come from that make the virtual camera misbehave.
+  std::optional<std::string> faultSocket;
   std::optional<std::string> configFile;
   /// Settings given on the command line, by the name they have in a settings file.
   std::map<std::string, std::string> settings;

@@ -124,7 +124,8 @@ std::string RunMonitor::report() const {
                               {"frameSize", frameSize(sink)},
                               {"cpuSeconds", tenths(used.cpuSeconds)},
                               {"maxRssKiB", used.maxRssKiB},
-                              {"threads", used.threads}};
+                              {"threads", used.threads},
+                              {"mainThreadStallMs", tenths(sources.mainThreadStall())}};
   const auto latency = sources.latency();
   if (latency.arrived > 0) {
     json["latencyMs"] = {

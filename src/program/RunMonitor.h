@@ -22,6 +22,8 @@ class RunMonitor {
     std::function<std::string()> status;
     std::function<std::uint64_t()> captured;
     std::function<SinkStatistics()> sink;
+    /// The longest that the main thread has kept a task waiting, in milliseconds.
+    std::function<double()> mainThreadStall;
     /// Of a camera that paints numbers; any other's frames never arrive in it.
     std::function<LatencyProbe::Summary()> latency;
   };
@@ -31,6 +33,9 @@ class RunMonitor {
   /// Shows the progress once a second from here on.
   void start();
   void stop();
+
+  /// Shows the progress now.
+  void showProgress() const;
 
   /// The lines to leave a person with.
   [[nodiscard]] std::string summary() const;
@@ -49,7 +54,6 @@ class RunMonitor {
   };
 
   void tick();
-  void showProgress() const;
   [[nodiscard]] Sample sampleNow() const;
   /// Frames a second over the samples kept, the newest `seconds` of them.
   [[nodiscard]] double rate(std::uint64_t Sample::*count, double seconds) const;

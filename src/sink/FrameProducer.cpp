@@ -25,7 +25,8 @@ constexpr std::int32_t kNanosecondScale = 1'000'000'000;
 
 FrameProducer::FrameProducer(Dependencies dependencies)
     : needs(std::move(dependencies)),
-      watchdog([this] { reconnectSink(); }, [this] { notify(&FrameProducer::onSinkWedged); }) {}
+      watchdog([this] { reconnectSink(); }, [this] { notify(&FrameProducer::onSinkWedged); },
+               [this] { notify(&FrameProducer::onSinkRecovered); }) {}
 
 void FrameProducer::start() {
   if (started) return;

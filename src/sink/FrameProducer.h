@@ -52,6 +52,7 @@ class FrameProducer : public std::enable_shared_from_this<FrameProducer> {
   std::function<void()> onSinkReady;      ///< each time the sink stream is started
   std::function<void()> onDeviceMissing;  ///< once the device has stayed invisible for 8 tries
   std::function<void()> onSinkWedged;     ///< rebuilding the sink has not helped
+  std::function<void()> onSinkRecovered;  ///< the wedged sink delivers again
 
   /// Begins to look for the device. Main thread; a second call does nothing.
   void start();

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "log/HostLog.h"
 
@@ -23,15 +24,20 @@ std::string oneDecimal(double value) {
 
 }  // namespace
 
-SinkWatchdog::SinkWatchdog(std::function<void()> onRebuild, std::function<void()> onWedged)
-    : rebuild(std::move(onRebuild)), wedged(std::move(onWedged)) {}
+SinkWatchdog::SinkWatchdog(std::function<void()> onRebuild, std::function<void()> onWedged,
+                           std::function<void()> onRecovered)
+    : rebuild(std::move(onRebuild)),
+      wedged(std::move(onWedged)),
+      recovered(std::move(onRecovered)) {}
 
 void SinkWatchdog::tick(const Delivery& delivery, double now) {
   if (!delivery.connected) return;
   const double sinceSuccess = now - delivery.lastSuccess;
   if (sinceSuccess < kHealthyLimit) {
-    if (sinkGaveUp) hostLog("sink watchdog: delivery recovered");
-    sinkGaveUp = false;
+    if (std::exchange(sinkGaveUp, false)) {
+      hostLog("sink watchdog: delivery recovered");
+      recovered();
+    }
     consecutiveReconnects = 0;
     return;
   }

@@ -20,8 +20,10 @@ class SinkWatchdog {
     std::uint64_t enqueued = 0;
   };
 
-  /// `rebuild` is asked for a rebuild, `wedged` is told of the verdict.
-  SinkWatchdog(std::function<void()> rebuild, std::function<void()> wedged);
+  /// `rebuild` is asked for a rebuild, `wedged` is told of the verdict, `recovered` of its
+  /// withdrawal.
+  SinkWatchdog(std::function<void()> rebuild, std::function<void()> wedged,
+               std::function<void()> recovered);
 
   /// Judges the delivery as it stands at `now`; called once a second.
   void tick(const Delivery& delivery, double now);
@@ -37,6 +39,7 @@ class SinkWatchdog {
 
   const std::function<void()> rebuild;
   const std::function<void()> wedged;
+  const std::function<void()> recovered;
   int sinkReconnects = 0;
   double lastReconnectTS = 0;
   std::uint64_t enqueuedAtLastReconnect = 0;

@@ -2,105 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/AppDelegate.h"
-#include "fakes/FakeCmio.h"
-#include "fakes/FakeEngine.h"
-#include "fakes/FakeService.h"
-#include "fakes/LogFile.h"
-#include "fakes/ManualQueue.h"
+#include "app/HostFixture.h"
 
 namespace quorvex {
 namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-
-constexpr const char* kToken = R"({"token":"t.x","user_uuid":"u1","type":"device"})";
-constexpr const char* kIdentity = R"({"type":"identity","client_id":"c1"})";
-
-class HostTest : public ::testing::Test {
- protected:
-  HostTest() { cmio.devices = {{7, "Quorvex Camera", {8, 9}}}; }
-
-  void launch() {
-    host->applicationDidFinishLaunching();
-    settle();
-  }
-  void settle() {
-    for (int i = 0; i < 4; ++i) {
-      mainQueue.run();
-      sinkQueue->run();
-    }
-  }
-  void wait(double seconds) {
-    // Both queues run on the one clock, a tenth of a second at a time.
-    for (double passed = 0; passed < seconds - 1e-9; passed += 0.1) {
-      const double start = clock.time;
-      mainQueue.advance(0.1);
-      clock.time = start;
-      sinkQueue->advance(0.1);
-      mainQueue.run();
-    }
-  }
-  void mint() {
-    http.reply("api/session-token", 200, kToken);
-    settle();
-  }
-  void connect(const std::string& servers = "{}") {
-    mint();
-    http.reply("api/turn-credentials", 200, servers);
-    settle();
-  }
-  void identify() {
-    sockets.last().say(kIdentity);
-    settle();
-  }
-  void offerReply(int status, const std::string& body,
-                  std::map<std::string, std::string> headers = {}) {
-    http.reply("ws/offer", status, body, std::move(headers));
-    settle();
-  }
-  void goLive() {
-    connect();
-    identify();
-    offerReply(200, R"({"sdp":"answer-sdp"})");
-    track = std::make_shared<FakeTrack>("swapped");
-    engine.last().observer.lock()->didAddReceiver({track});
-    settle();
-  }
-  void frame(int width = 1280, int height = 720) {
-    std::vector<std::uint8_t> grey(static_cast<std::size_t>(width) * height, 90);
-    const RtcVideoFrame received{.pixelBuffer = {},
-                                 .i420 = {width, height, grey.data(), grey.data(), grey.data(),
-                                          width, (width + 1) / 2, (width + 1) / 2}};
-    track->renderers.at(0)->renderFrame(&received);
-    settle();
-  }
-  [[nodiscard]] std::string status() { return host->appModel().statusText; }
-
-  LogFile log;
-  VirtualClock clock;
-  ManualQueue mainQueue{clock};
-  std::shared_ptr<ManualQueue> sinkQueue = std::make_shared<ManualQueue>(clock);
-  FakeHttp http;
-  FakeWebSockets sockets;
-  FakeDefaults defaults;
-  FakeSystemLog systemLog;
-  FakeCmio cmio;
-  FakeEngine engine;
-  std::map<std::string, std::string> environment;
-  std::shared_ptr<FakeTrack> track;
-  std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
-      AppDelegate::Platform{mainQueue, [this](const std::string&) { return sinkQueue; }, clock,
-                            http, sockets, defaults, systemLog, cmio, engine,
-                            [this](const char* name) {
-                              const auto found = environment.find(name);
-                              return found == environment.end() ? std::nullopt
-                                                                : std::optional(found->second);
-                            }},
-      ServiceEndpoints{"https://web.example", "https://api.example", "wss://api.example",
-                       "stun.example"});
-};
 
 TEST_F(HostTest, goesLiveStepByStepAndLogsTheRoad) {
   launch();
@@ -194,6 +102,9 @@ TEST_F(HostTest, restartsAfterEachWayASessionCanFail) {
   http.fail("api/session-token", "no route");
   settle();
   EXPECT_EQ(status(), "Disconnected — click Reconnect to retry");
+  const auto report = Json::parse(*http.take("api/diagnostic-report").request.body);
+  EXPECT_EQ(report["connectionError"], "auto-reconnect gave up after 5 attempts");
+  EXPECT_EQ(report["note"], "macOS desktop (quorvex-camera) — token mint failed");
   host->appModel().onReconnect();
   wait(2.1);
   goLive();
@@ -269,6 +180,29 @@ TEST_F(HostTest, waitsInTheQueueAndOffersAgainWhenAdmitted) {
   EXPECT_EQ(engine.camera.starts, 1) << "the camera keeps running";
 }
 
+TEST_F(HostTest, reportsWhatItCannotMendAtMostOnceAMinuteAKind) {
+  DiagnosticReporter reporter(http, clock, "https://api.example/");
+  const std::vector<std::pair<double, std::string>> asked{{0, "a"}, {0, "b"}, {59, "a"}, {1, "a"}};
+  for (const auto& [later, kind] : asked) {
+    clock.time += later;
+    reporter.sendDiagnosticReport(kind, "it failed",
+                                  kind == "b" ? std::optional("why") : std::nullopt);
+  }
+  ASSERT_EQ(http.pending.size(), 3u);
+  const HttpRequest request = http.pending[0].request;
+  EXPECT_EQ(request.method + " " + request.url, "POST https://api.example/api/diagnostic-report");
+  EXPECT_EQ(request.timeout, Seconds(5));
+  const auto record = [&](int i) { return Json::parse(*http.pending.at(i).request.body); };
+  const std::string trace = record(0)["traceId"];
+  EXPECT_THAT(trace, ::testing::MatchesRegex("[A-HJ-NP-Z2-9]{4}-[A-HJ-NP-Z2-9]{4}"));
+  EXPECT_NE(trace, makeTraceId());
+  EXPECT_EQ(record(0), (Json{{"traceId", trace},
+                             {"connectionError", "it failed"},
+                             {"note", "macOS desktop (quorvex-camera)"}}));
+  EXPECT_EQ(record(1)["note"], "macOS desktop (quorvex-camera) — why");
+  EXPECT_EQ(record(1)["traceId"], trace);
+}
+
 TEST_F(HostTest, noticesThatSwappedFramesHaveStopped) {
   launch();
   goLive();
@@ -342,6 +276,32 @@ TEST_F(HostTest, reportsAMissingCameraOnceAndConnectsWhenItComes) {
   wait(0.6);
   EXPECT_EQ(cmio.openedStream, 9u);
   EXPECT_EQ(status(), "Connecting to quorvex…");
+}
+
+TEST_F(HostTest, showsTheSessionsStatusAgainOnceTheCameraIsBack) {
+  launch();
+  goLive();
+  const auto push = [&](double seconds, OSStatus outcome) {
+    for (double passed = 0; passed < seconds; passed += 0.5) {
+      cmio.queue->status = outcome;
+      cmio.queue->samples.clear();
+      frame();
+      wait(0.5);
+    }
+  };
+  push(30, -1);
+  EXPECT_EQ(status(), "Camera feed stuck — Quit & reopen to recover");
+  push(3, kNoError);
+  EXPECT_EQ(status(), "Live ✓ — swapped camera ready");
+
+  cmio.devices.clear();
+  push(10, -1);
+  EXPECT_EQ(status(), "Approve in System Settings, then relaunch");
+  cmio.devices = {{7, "Quorvex Camera", {8, 9}}};
+  cmio.listener();
+  settle();
+  EXPECT_EQ(status(), "Live ✓ — swapped camera ready");
+  EXPECT_EQ(engine.peers.size(), 1u) << "the session was never built anew";
 }
 
 TEST_F(HostTest, diesQuietlyWithCallbacksStillOutstanding) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "platform/Clock.h"
@@ -15,15 +17,19 @@ namespace quorvex {
 class VirtualClock : public Clock {
  public:
   [[nodiscard]] double now() const override { return time; }
-  double time = 1000;
+  std::atomic<double> time{1000};
 };
 
-/// A queue that a test runs by hand, on a virtual clock: three minutes pass at once.
+/// A queue that a test runs by hand, on a virtual clock: three minutes pass at once. Any thread may
+/// hand tasks over; the rest is for the one that runs them.
 class ManualQueue : public DispatchQueue {
  public:
   explicit ManualQueue(VirtualClock& virtualClock) : clock(virtualClock) {}
 
-  void async(Task task) override { tasks.push_back(std::move(task)); }
+  void async(Task task) override {
+    std::lock_guard hold(mutex);
+    tasks.push_back(std::move(task));
+  }
 
   std::unique_ptr<Timer> after(Seconds delay, Task task) override {
     auto shared = std::make_shared<Task>(std::move(task));
@@ -37,11 +43,7 @@ class ManualQueue : public DispatchQueue {
 
   /// Runs what is queued, and what that queues.
   void run() {
-    while (!tasks.empty()) {
-      Task task = std::move(tasks.front());
-      tasks.pop_front();
-      task();
-    }
+    for (Task task = next(); task; task = next()) task();
   }
 
   /// Moves the clock, running queued tasks and timers as they fall due.
@@ -49,7 +51,7 @@ class ManualQueue : public DispatchQueue {
     const double end = clock.time + seconds;
     run();
     while (const auto next = dueBefore(end)) {
-      clock.time = std::max(clock.time, next->due);
+      clock.time = std::max(clock.time.load(), next->due);
       if (next->interval > 0)
         next->due += next->interval;
       else
@@ -84,6 +86,14 @@ class ManualQueue : public DispatchQueue {
     return std::make_unique<Handle>(entries.back());
   }
 
+  Task next() {
+    std::lock_guard hold(mutex);
+    if (tasks.empty()) return {};
+    Task task = std::move(tasks.front());
+    tasks.pop_front();
+    return task;
+  }
+
   std::shared_ptr<Entry> dueBefore(double end) {
     std::erase_if(entries, [](const auto& entry) { return entry->cancelled; });
     std::shared_ptr<Entry> next;
@@ -93,7 +103,8 @@ class ManualQueue : public DispatchQueue {
   }
 
   VirtualClock& clock;
-  std::deque<Task> tasks;
+  std::mutex mutex;
+  std::deque<Task> tasks;  // by mutex
   std::vector<std::shared_ptr<Entry>> entries;
 };
 

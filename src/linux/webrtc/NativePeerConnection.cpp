@@ -225,10 +225,15 @@ void NativePeerConnection::setRemoteDescription(const RtcSessionDescription& des
   std::string problem;
   auto native = nativeDescription(description, &problem);
   if (!native) return completion(problem);
-  const auto completed = rtc::make_ref_counted<SetObserver>(std::move(completion));
-  pc->SetRemoteDescription(
-      std::move(native),
-      rtc::scoped_refptr<webrtc::SetRemoteDescriptionObserverInterface>(completed.get()));
+  // Making the encoder and the decoder takes a tenth of a second, in which the caller, the main
+  // thread, has better things to do. What it asks of the connection next queues behind this.
+  library->signalingThread().PostTask(
+      [connection = pc, native = std::move(native),
+       completed = rtc::make_ref_counted<SetObserver>(std::move(completion))]() mutable {
+        connection->SetRemoteDescription(
+            std::move(native),
+            rtc::scoped_refptr<webrtc::SetRemoteDescriptionObserverInterface>(completed.get()));
+      });
 }
 
 void NativePeerConnection::close() {

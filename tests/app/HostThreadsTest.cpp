@@ -1,0 +1,120 @@
+// The host while everything that it stands on talks at once, each on its own thread.
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "app/HostFixture.h"
+#include "support/Eventually.h"
+
+namespace quorvex {
+namespace {
+
+class HostThreadsTest : public HostTest {
+ protected:
+  /// What a session leaves behind when it leaks.
+  struct Session {
+    std::weak_ptr<FakePeer> peer;
+    std::weak_ptr<FakeTrack> track;
+    std::weak_ptr<FakeSocket> socket;
+    [[nodiscard]] bool gone() const {
+      return peer.expired() && track.expired() && socket.expired();
+    }
+  };
+
+  ~HostThreadsTest() override { threads.clear(); }
+
+  /// Runs `step` on a thread of its own again and again.
+  void keepDoing(std::function<void()> step) {
+    threads.emplace_back([step = std::move(step)](const std::stop_token& stop) {
+      while (!stop.stop_requested()) {
+        step();
+        std::this_thread::yield();
+      }
+    });
+  }
+
+  /// The engine's threads take what they call on from here.
+  void share(const std::shared_ptr<RtcVideoRenderer>& renderer,
+             const std::weak_ptr<RtcPeerConnectionObserver>& observer) {
+    std::lock_guard hold(mutex);
+    sharedRenderer = renderer;
+    sharedObserver = observer;
+  }
+  template <class T>
+  T shared(T& what) {
+    std::lock_guard hold(mutex);
+    return what;
+  }
+
+  void talkFromEveryThread() {
+    keepDoing([this] { sinkQueue->run(); });
+    keepDoing([this, grey = std::vector<std::uint8_t>(64 * 36, 90)] {
+      const auto renderer = shared(sharedRenderer);
+      if (!renderer) return;
+      const RtcVideoFrame frame{
+          .pixelBuffer = {}, .i420 = {64, 36, grey.data(), grey.data(), grey.data(), 64, 32, 32}};
+      renderer->renderFrame(&frame);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    });
+    keepDoing([this] {
+      const auto observer = shared(sharedObserver).lock();
+      if (!observer) return;
+      observer->didChangeIceConnectionState(RtcIceConnectionState::disconnected);
+      observer->didGenerateIceCandidate({"candidate:1", "0", 0});
+      observer->didChangeIceConnectionState(RtcIceConnectionState::connected);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    });
+    keepDoing([this] {
+      (void)host->sinkStatistics();
+      hostLog("somebody else");
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    });
+  }
+
+  /// A session from its token to its first frames, and its end by a lost socket.
+  Session liveOnce() {
+    goLive();
+    share(track->renderers.at(0), engine.last().observer);
+    const Session session{engine.peers.back(), track, sockets.opened.back()};
+    mainQueue.advance(0.1);
+    share(nullptr, {});
+    sockets.last().end(1006);
+    mainQueue.advance(0.1);
+    track.reset();
+    http.pending.clear();
+    mainQueue.advance(2);
+    engine.peers.clear();
+    sockets.opened.clear();
+    return session;
+  }
+
+  std::mutex mutex;
+  std::shared_ptr<RtcVideoRenderer> sharedRenderer;
+  std::weak_ptr<RtcPeerConnectionObserver> sharedObserver;
+  std::vector<std::jthread> threads;
+};
+
+TEST_F(HostThreadsTest, leavesNothingBehindAfterFiveHundredRestarts) {
+  sinkRunsElsewhere = true;
+  talkFromEveryThread();
+  host->applicationDidFinishLaunching();
+  ASSERT_TRUE(test::eventually([&] {
+    mainQueue.run();
+    return !http.pending.empty();
+  }));
+  liveOnce();
+  const std::size_t timers = mainQueue.timers();
+  std::vector<Session> sessions;
+  for (int i = 0; i < 500; ++i) sessions.push_back(liveOnce());
+  threads.clear();
+  settle();
+  EXPECT_EQ(std::count_if(sessions.begin(), sessions.end(),
+                          [](const Session& session) { return !session.gone(); }),
+            0);
+  EXPECT_EQ(mainQueue.timers(), timers);
+  EXPECT_EQ(engine.camera.starts, 1) << "the camera has run all the while";
+  EXPECT_GT(host->sinkStatistics().enqueued + host->sinkStatistics().errors(), 0u);
+}
+
+}  // namespace
+}  // namespace quorvex
