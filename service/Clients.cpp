@@ -23,6 +23,7 @@ Client* Clients::connect(const std::string& wantedId, const std::string& userUui
   client->removal = nullptr;
   const auto before = std::exchange(client->link, link).lock();
   if (before) before->close(1000, "the client has opened a newer socket");
+  changed();
   return client;
 }
 
@@ -30,7 +31,10 @@ void Clients::disconnected(const std::string& id, const std::shared_ptr<SocketLi
   Client* client = find(id);
   if (!client || client->link.lock() != link) return;
   client->link.reset();
-  client->removal = loop.after(longestAway, [this, id] { byId.erase(id); });
+  client->removal = loop.after(longestAway, [this, id] {
+    byId.erase(id);
+    changed();
+  });
 }
 
 }  // namespace quorvex::service

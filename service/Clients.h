@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -45,11 +46,17 @@ class Clients {
 
   /// Null when there is none.
   [[nodiscard]] Client* find(const std::string& id);
+  /// By id.
+  [[nodiscard]] std::map<std::string, Client>& all() { return byId; }
+
+  /// `listener` is called after a client has come, has returned or has been forgotten.
+  void onChange(std::function<void()> listener) { changed = std::move(listener); }
 
  private:
   ServiceLoop& loop;
   Seconds longestAway;
   std::map<std::string, Client> byId;
+  std::function<void()> changed = [] {};
 };
 
 }  // namespace quorvex::service

@@ -24,8 +24,9 @@ struct HttpRequest {
 
 struct HttpReply {
   int status = 200;
-  std::optional<nlohmann::json> body;
-  std::map<std::string, std::string> headers;
+  std::optional<nlohmann::json> body{};
+  std::map<std::string, std::string> headers{};
+  std::optional<std::string> text{};  ///< sent as it is in place of a body
 };
 
 /// Thrown where a request or a message is wrong; `why` is one sentence naming what is wrong and

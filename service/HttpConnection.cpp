@@ -55,9 +55,13 @@ Refusal refusalOf(error_code error) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(asio::ip::tcp::socket socket, const Router& routes, bool logs,
+HttpConnection::HttpConnection(asio::ip::tcp::socket socket, Router& routes, bool logs,
                                std::shared_ptr<void> held)
-    : stream(std::move(socket)), router(routes), log(logs), slot(std::move(held)) {}
+    : stream(std::move(socket)),
+      router(routes),
+      log(logs),
+      slot(std::move(held)),
+      pause(stream.get_executor()) {}
 
 void HttpConnection::read() {
   parser.emplace();
@@ -84,12 +88,35 @@ void HttpConnection::serve() {
   const bool asksForSocket = beast::websocket::is_upgrade(native);
   const bool keepAlive = native.keep_alive();
   request = requestOf(native);
+  const FaultyReply fault = router.arrived(request);
+  if (fault.isWithheld) return withhold();
+  const auto self = shared_from_this();
+  const Respond respond = [self, keepAlive, delay = fault.delay](HttpReply reply) {
+    self->after(delay,
+                [self, keepAlive, reply = std::move(reply)] { self->write(reply, keepAlive); });
+  };
+  if (fault.reply) return respond(*fault.reply);
   if (asksForSocket) {
-    if (auto handler = router.open(request)) return upgrade(std::move(handler));
+    if (auto handler = router.open(request))
+      return after(fault.delay, [self, handler = std::move(handler)]() mutable {
+        self->upgrade(std::move(handler));
+      });
   }
-  router.handle(request, [self = shared_from_this(), keepAlive](const HttpReply& reply) {
-    self->write(reply, keepAlive);
+  router.handle(request, respond);
+}
+
+void HttpConnection::after(Seconds delay, Task task) {
+  if (delay <= Seconds(0)) return task();
+  pause.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(delay));
+  pause.async_wait([task = std::move(task)](error_code error) mutable {
+    if (!error) task();
   });
+}
+
+/// Only waits until the peer goes.
+void HttpConnection::withhold() {
+  stream.expires_never();
+  discard();
 }
 
 void HttpConnection::upgrade(std::unique_ptr<SocketHandler> handler) {
@@ -102,13 +129,13 @@ void HttpConnection::upgrade(std::unique_ptr<SocketHandler> handler) {
 
 void HttpConnection::write(const HttpReply& reply, bool keepAlive) {
   written = Reply(static_cast<http::status>(reply.status), 11);
+  if (reply.body || reply.text) written.set(http::field::content_type, "application/json");
   for (const auto& [name, value] : reply.headers) written.set(name, value);
   written.keep_alive(keepAlive);
-  if (reply.body) {
-    written.set(http::field::content_type, "application/json");
-    // Texts that came from outside may hold broken UTF-8.
+  // Texts that came from outside may hold broken UTF-8.
+  if (reply.body)
     written.body() = reply.body->dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-  }
+  if (reply.text) written.body() = *reply.text;
   if (reply.status != 204) written.content_length(written.body().size());
   if (request.method == "HEAD") written.body().clear();
   logReply(reply.status);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
@@ -20,7 +21,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   static constexpr std::chrono::seconds kPatience{30};  ///< for one request or one reply
 
   /// `slot` is held while the connection lasts.
-  HttpConnection(boost::asio::ip::tcp::socket socket, const Router& router, bool log,
+  HttpConnection(boost::asio::ip::tcp::socket socket, Router& router, bool log,
                  std::shared_ptr<void> slot);
 
   void read();
@@ -31,14 +32,16 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
   void requestRead(boost::system::error_code error);
   void serve();
+  void after(Seconds delay, Task task);
   void upgrade(std::unique_ptr<SocketHandler> handler);
   void write(const HttpReply& reply, bool keepAlive);
   void closeGently();
+  void withhold();
   void discard();
   void logReply(int status) const;
 
   boost::beast::tcp_stream stream;
-  const Router& router;
+  Router& router;
   bool log;
   std::shared_ptr<void> slot;
   boost::beast::flat_buffer buffer;
@@ -46,6 +49,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   HttpRequest request;
   std::chrono::steady_clock::time_point received;
   Reply written;
+  boost::asio::steady_timer pause;
 };
 
 }  // namespace quorvex::service

@@ -18,7 +18,7 @@ constexpr Seconds kPauseAfterError{0.1};
 
 class HttpServer::Acceptor : public std::enable_shared_from_this<Acceptor> {
  public:
-  Acceptor(ServiceLoop& serviceLoop, const Router& routes, bool logs)
+  Acceptor(ServiceLoop& serviceLoop, Router& routes, bool logs)
       : loop(serviceLoop),
         router(routes),
         log(logs),
@@ -70,14 +70,14 @@ class HttpServer::Acceptor : public std::enable_shared_from_this<Acceptor> {
   }
 
   ServiceLoop& loop;
-  const Router& router;
+  Router& router;
   bool log;
   std::shared_ptr<int> connections;
   tcp::acceptor native;
   std::unique_ptr<Timer> pause;
 };
 
-HttpServer::HttpServer(ServiceLoop& loop, const Router& router, bool log)
+HttpServer::HttpServer(ServiceLoop& loop, Router& router, bool log)
     : acceptor(std::make_shared<Acceptor>(loop, router, log)) {}
 
 HttpServer::~HttpServer() {

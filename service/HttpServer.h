@@ -17,7 +17,7 @@ class HttpServer {
   static constexpr int kMostConnections = 256;  ///< one more is closed at once
 
   /// `log`: writes one line a request to standard error.
-  HttpServer(ServiceLoop& loop, const Router& router, bool log);
+  HttpServer(ServiceLoop& loop, Router& router, bool log);
   ~HttpServer();
 
   /// `port` 0 takes any free one. The text says why it cannot listen.

@@ -32,6 +32,17 @@ const std::string& JsonMembers::text(const char* name) const {
   return value.get_ref<const std::string&>();
 }
 
+bool JsonMembers::isNull(const char* name) const {
+  const auto found = object.find(name);
+  return found != object.end() && found->is_null();
+}
+
+std::vector<std::string> JsonMembers::names() const {
+  std::vector<std::string> names;
+  for (const auto& [name, value] : object.items()) names.push_back(name);
+  return names;
+}
+
 const std::string& JsonMembers::textOfSome(const char* name) const {
   const std::string& value = text(name);
   if (value.empty()) refuse(name, "a text that is not empty");
@@ -54,6 +65,28 @@ std::int32_t JsonMembers::integer(const char* name) const {
       value.get<std::int64_t>() < std::numeric_limits<std::int32_t>::min())
     refuse(name, expected);
   return value.get<std::int32_t>();
+}
+
+int JsonMembers::integer(const char* name, int least, int most) const {
+  const int value = integer(name);
+  if (value < least || value > most)
+    refuse(name, "from " + std::to_string(least) + " to " + std::to_string(most));
+  return value;
+}
+
+double JsonMembers::number(const char* name, double least, double most) const {
+  const json& value = member(name, "a number");
+  if (!value.is_number()) refuse(name, "a number");
+  const auto number = value.get<double>();
+  if (number < least || number > most)
+    refuse(name, "from " + json(least).dump() + " to " + json(most).dump());
+  return number;
+}
+
+const std::string& JsonMembers::oneOf(const char* name, const char* a, const char* b) const {
+  const std::string& value = text(name);
+  if (value != a && value != b) refuse(name, std::string("\"") + a + "\" or \"" + b + "\"");
+  return value;
 }
 
 std::optional<std::string> JsonMembers::textOrNull(const char* name) const {

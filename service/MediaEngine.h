@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -24,7 +25,12 @@ class MediaEngine {
   [[nodiscard]] NativeFactory& native() const { return *factory; }
   void hop(Task task) const { toService(std::move(task)); }
 
+  /// Whether the peers send pictures; while they do not, all else goes on. Any thread.
+  void letPicturesFlow(bool flow) { flowing = flow; }
+  [[nodiscard]] const std::atomic<bool>& picturesFlow() const { return flowing; }
+
  private:
+  std::atomic<bool> flowing = true;
   std::function<void(Task)> toService;
   std::shared_ptr<NativeFactory> factory;
 };

@@ -58,7 +58,7 @@ class MediaPeer::Connection : public webrtc::PeerConnectionObserver,
         answered(std::move(whenAnswered)),
         failed(std::move(whenFailed)),
         source(PushVideoSource::create()),
-        swap(source, size) {}
+        swap(source, size, mediaEngine.picturesFlow()) {}
 
   void start(const std::string& offer);
   void add(std::unique_ptr<webrtc::IceCandidateInterface> candidate);
@@ -77,6 +77,8 @@ class MediaPeer::Connection : public webrtc::PeerConnectionObserver,
   void sendBack(webrtc::RtpTransceiverInterface& transceiver);
   void answer();
   void complete(std::variant<Answer, Refusal> result);
+  void refuse(Refusal refusal);
+  void reportFailure();
 
   MediaEngine& engine;
   Answered answered;  ///< empty once it has been called
@@ -107,13 +109,12 @@ void MediaPeer::Connection::start(const std::string& offer) {
   webrtc::SdpParseError error;
   auto description = webrtc::CreateSessionDescription(webrtc::SdpType::kOffer, offer, &error);
   if (!description)
-    return complete(Refusal{400, "member \"sdp\" is no session description: " + error.description});
+    return refuse({400, "member \"sdp\" is no session description: " + error.description});
   bool hasVideo = false;
   for (const auto& content : description->description()->contents())
     hasVideo |= content.media_description()->type() == cricket::MEDIA_TYPE_VIDEO;
-  if (!hasVideo) return complete(Refusal{400, "member \"sdp\" must offer video; it has none"});
-  if (!connect())
-    return complete(Refusal{500, "the service cannot make a peer connection; try again"});
+  if (!hasVideo) return refuse({400, "member \"sdp\" must offer video; it has none"});
+  if (!connect()) return refuse({500, "the service cannot make a peer connection; try again"});
 
   auto done = [weak = weak_from_this()](const webrtc::RTCError& result) {
     if (const auto self = weak.lock()) self->remoteSet(result);
@@ -125,8 +126,7 @@ void MediaPeer::Connection::start(const std::string& offer) {
 void MediaPeer::Connection::remoteSet(const webrtc::RTCError& error) {
   if (!peer) return;
   if (!error.ok())
-    return complete(
-        Refusal{400, std::string("member \"sdp\" cannot be applied: ") + error.message()});
+    return refuse({400, std::string("member \"sdp\" cannot be applied: ") + error.message()});
   for (const auto& transceiver : peer->GetTransceivers()) {
     if (video || transceiver->media_type() != cricket::MEDIA_TYPE_VIDEO) continue;
     video = transceiver;
@@ -156,8 +156,7 @@ void MediaPeer::Connection::sendBack(webrtc::RtpTransceiverInterface& transceive
 void MediaPeer::Connection::localSet(const webrtc::RTCError& error) {
   if (!peer) return;
   if (!error.ok())
-    return complete(
-        Refusal{400, std::string("member \"sdp\" cannot be answered: ") + error.message()});
+    return refuse({400, std::string("member \"sdp\" cannot be answered: ") + error.message()});
   if (peer->ice_gathering_state() == PeerConnectionInterface::kIceGatheringComplete)
     return answer();
   engine.native().signalingThread().PostDelayedTask(
@@ -185,7 +184,15 @@ void MediaPeer::Connection::complete(std::variant<Answer, Refusal> result) {
 }
 
 void MediaPeer::Connection::OnConnectionChange(PeerConnectionInterface::PeerConnectionState state) {
-  if (state != PeerConnectionInterface::PeerConnectionState::kFailed) return;
+  if (state == PeerConnectionInterface::PeerConnectionState::kFailed) reportFailure();
+}
+
+void MediaPeer::Connection::refuse(Refusal refusal) {
+  complete(std::move(refusal));
+  reportFailure();
+}
+
+void MediaPeer::Connection::reportFailure() {
   engine.hop([weak = failed] {
     if (const auto call = weak.lock()) (*call)();
   });

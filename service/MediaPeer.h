@@ -25,7 +25,8 @@ class MediaPeer {
 
   /// `size` is that of the pictures sent back; none: as received. Starts answering `offer` at once;
   /// `answered` comes once, on the service's thread, also when the peer has been destroyed
-  /// meanwhile. `failed` comes there at most once, and not after the peer is destroyed.
+  /// meanwhile. `failed` comes there at most once, when the offer is refused or the connection is
+  /// lost, and not after the peer is destroyed.
   MediaPeer(MediaEngine& engine, std::optional<PictureSize> size, const std::string& offer,
             Answered answered, std::function<void()> failed);
   ~MediaPeer();

@@ -19,20 +19,30 @@ std::string ufragOf(const IceCandidate& candidate) {
   return wordAfter(candidate.candidate, " ufrag ");
 }
 
+// A session description that can be read and answers no offer: it has no media.
+constexpr const char* kUnusableSdp = "v=0\r\no=- 1 1 IN IP4 127.0.0.1\r\ns=-\r\nt=0 0\r\n";
+
+HttpReply answerOf(const std::string& sdp) {
+  return {.status = 200,
+          .body = nlohmann::json{{"sdp", sdp}, {"type", "answer"}, {"face_swap_ready", true}}};
+}
+
 HttpReply replyOf(const std::variant<MediaPeer::Answer, Refusal>& result) {
   if (const auto* refusal = std::get_if<Refusal>(&result)) return Router::refused(*refusal);
-  return {.status = 200,
-          .body = nlohmann::json{{"sdp", std::get<MediaPeer::Answer>(result).sdp},
-                                 {"type", "answer"},
-                                 {"face_swap_ready", true}},
-          .headers = {}};
+  return answerOf(std::get<MediaPeer::Answer>(result).sdp);
 }
 
 }  // namespace
 
-OfferEndpoint::OfferEndpoint(const Tokens& issued, Clients& registry, MediaEngine& media,
+OfferEndpoint::OfferEndpoint(const Tokens& issued, Clients& registry, Admission& admits,
+                             const Faults& present, MediaEngine& media,
                              std::optional<PictureSize> size)
-    : tokens(issued), clients(registry), engine(media), sentSize(size) {}
+    : tokens(issued),
+      clients(registry),
+      admission(admits),
+      faults(present),
+      engine(media),
+      sentSize(size) {}
 
 Client& OfferEndpoint::clientOf(const JsonMembers& body, const Authorization& by) {
   Client* client = clients.find(body.text("client_id"));
@@ -57,20 +67,29 @@ void OfferEndpoint::offer(const HttpRequest& request, Respond respond) {
     client.settings.takeFace(body.members("face_swap_config"));
   else
     client.settings.targetFace.clear();
+  client.iceUfrag = wordAfter(sdp, "a=ice-ufrag:");
+  std::erase_if(client.candidates,
+                [&](const auto& early) { return ufragOf(early) != client.iceUfrag; });
+  if (const auto position = admission.ask(client))
+    return respond({.status = 200,
+                    .body = nlohmann::json{{"status", "queued"}, {"queue_position", *position}}});
   answer(client, sdp, std::move(respond));
 }
 
 void OfferEndpoint::answer(Client& client, const std::string& sdp, Respond respond) {
-  client.iceUfrag = wordAfter(sdp, "a=ice-ufrag:");
   client.peer = nullptr;
+  if (!faults.answersWell) {
+    admission.update();
+    return respond(answerOf(kUnusableSdp));
+  }
   client.peer = std::make_unique<MediaPeer>(
       engine, sentSize, sdp,
       [respond = std::move(respond)](const auto& result) { respond(replyOf(result)); },
       [this, id = client.id] {
         if (Client* failed = clients.find(id)) failed->peer = nullptr;
+        admission.update();
       });
-  for (const auto& early : client.candidates)
-    if (ufragOf(early) == client.iceUfrag) client.peer->add(early);
+  for (const auto& early : client.candidates) client.peer->add(early);
   client.candidates.clear();
 }
 

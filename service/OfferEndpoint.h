@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "service/Admission.h"
 #include "service/Authorization.h"
 #include "service/Clients.h"
 #include "service/Http.h"
@@ -14,10 +15,11 @@ namespace quorvex::service {
 class OfferEndpoint {
  public:
   /// `sentSize` is that of the pictures sent back; none: as received.
-  OfferEndpoint(const Tokens& tokens, Clients& clients, MediaEngine& engine,
-                std::optional<PictureSize> sentSize);
+  OfferEndpoint(const Tokens& tokens, Clients& clients, Admission& admission, const Faults& faults,
+                MediaEngine& engine, std::optional<PictureSize> sentSize);
 
-  /// POST ws/offer. Answers once the service's candidates are gathered.
+  /// POST ws/offer. Answers once the service's candidates are gathered, or at once with the
+  /// client's position where it has to wait.
   void offer(const HttpRequest& request, Respond respond);
   /// POST ws/ice-candidate. A candidate may come before the offer that it belongs to.
   void candidate(const HttpRequest& request, const Respond& respond);
@@ -28,6 +30,8 @@ class OfferEndpoint {
 
   const Tokens& tokens;
   Clients& clients;
+  Admission& admission;
+  const Faults& faults;
   MediaEngine& engine;
   std::optional<PictureSize> sentSize;
 };

@@ -53,11 +53,16 @@ bool addIceServer(Options& options, const std::string& value) {
   return true;
 }
 
+bool takeFaults(Options& options, const std::string& value) {
+  options.faults.take(JsonMembers::parse(value, "the value"));
+  return true;
+}
+
 struct OptionRow {
   const char* name;
   const char* value;  ///< what follows the name; none for a switch
   const char* help;
-  std::function<bool(Options&, const std::string&)> set;  ///< false: the value is wrong
+  std::function<bool(Options&, const std::string&)> set;  ///< false or a refusal: it is wrong
 };
 
 OptionRow switchRow(const char* name, bool Options::*field, const char* help) {
@@ -76,6 +81,9 @@ const std::vector<OptionRow>& table() {
       {"--ice-server", "URL[,USER,CREDENTIAL]",
        "an ICE server for the hosts, stun:, stuns:, turn: or turns: (may be repeated)",
        addIceServer},
+      {"--faults", "JSON",
+       "misbehave as this JSON object says, see docs/testing-faults.md (may be repeated)",
+       takeFaults},
       switchRow("--exit-with-parent", &Options::exitWithParent,
                 "end when standard input ends or the parent process dies"),
       switchRow("--log", &Options::log, "write one line a request to standard error"),
@@ -110,8 +118,12 @@ std::variant<Options, std::string> parseOptions(const std::vector<std::string>& 
       else
         return name + " needs a value: " + row->value;
     }
-    if (!row->set(options, value))
-      return name + " cannot be \"" + value + "\": give " + row->value + ", " + row->help;
+    try {
+      if (!row->set(options, value))
+        return name + " cannot be \"" + value + "\": give " + row->value + ", " + row->help;
+    } catch (const Refusal& refusal) {
+      return name + ": " + refusal.why;
+    }
   }
   return options;
 }

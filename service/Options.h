@@ -6,6 +6,8 @@
 #include <variant>
 #include <vector>
 
+#include "service/Faults.h"
+
 namespace quorvex::service {
 
 struct PictureSize {
@@ -24,6 +26,7 @@ struct Options {
   std::uint16_t port = 0;                   ///< 0: any free one
   std::optional<PictureSize> size;          ///< none: as received
   std::vector<IceServerOption> iceServers;  ///< handed to the hosts
+  Faults faults;                            ///< to begin with
   bool exitWithParent = false;
   bool log = false;
   bool help = false;

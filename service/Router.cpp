@@ -14,6 +14,15 @@ HttpReply Router::refused(const Refusal& refusal) {
   return {.status = refusal.status, .body = nlohmann::json{{"error", refusal.why}}, .headers = {}};
 }
 
+FaultyReply Router::arrived(const HttpRequest& request) {
+  const std::string& path = request.path;
+  const bool isKnown = endpoints.contains(path) || sockets.contains(path);
+  if (!isKnown || path.starts_with("/control/")) return {};
+  const std::string name = path.substr(path.rfind('/') + 1);
+  ++counts[name];
+  return faults.nextReply(name);
+}
+
 void Router::handle(const HttpRequest& request, const Respond& respond) const {
   const auto found = endpoints.find(request.path);
   if (found == endpoints.end()) {

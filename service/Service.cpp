@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include "service/Admission.h"
 #include "service/Clients.h"
+#include "service/ControlEndpoint.h"
 #include "service/DiagnosticReports.h"
 #include "service/HttpServer.h"
 #include "service/MediaEngine.h"
@@ -18,10 +20,14 @@ namespace quorvex::service {
 struct Service::Parts {
   Parts(ServiceLoop& loop, const Options& given)
       : options(given),
+        faults(given.faults),
         engine([&loop](Task task) { loop.async(std::move(task)); }),
         clients(loop),
+        admission(loop, clients, faults),
         sessions(tokens, options.iceServers),
-        offers(tokens, clients, engine, options.size),
+        offers(tokens, clients, admission, faults, engine, options.size),
+        router(faults),
+        control({faults, clients, admission, engine, diagnostics, router}),
         server(loop, router, options.log) {
     const auto to = [](auto& endpoint, auto operation) {
       return [&endpoint, operation](const HttpRequest& request, const Respond& respond) {
@@ -33,19 +39,26 @@ struct Service::Parts {
     router.add("POST", "/ws/offer", to(offers, &OfferEndpoint::offer));
     router.add("POST", "/ws/ice-candidate", to(offers, &OfferEndpoint::candidate));
     router.add("POST", "/api/diagnostic-report", to(diagnostics, &DiagnosticReports::take));
+    router.add("POST", "/control/faults", to(control, &ControlEndpoint::change));
+    router.add("POST", "/control/socket", to(control, &ControlEndpoint::actOnSockets));
+    router.add("POST", "/control/peers", to(control, &ControlEndpoint::actOnPeers));
+    router.add("GET", "/control/state", to(control, &ControlEndpoint::state));
     router.addSocket("/ws/status", [this](const HttpRequest& request) {
-      return std::make_unique<StatusSocket>(clients, tokens, request);
+      return std::make_unique<StatusSocket>(clients, tokens, faults, request);
     });
   }
 
   Options options;
+  Faults faults;
   Tokens tokens;
   MediaEngine engine;
   Clients clients;
+  Admission admission;
   SessionEndpoint sessions;
   OfferEndpoint offers;
   DiagnosticReports diagnostics;
   Router router;
+  ControlEndpoint control;
   HttpServer server;
 };
 

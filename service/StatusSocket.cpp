@@ -21,8 +21,9 @@ void checkDeviceInfo(const JsonMembers& info, const std::string& userUuid) {
 
 }  // namespace
 
-StatusSocket::StatusSocket(Clients& registry, const Tokens& tokens, const HttpRequest& request)
-    : clients(registry), wantedId(queried(request, "client_id")) {
+StatusSocket::StatusSocket(Clients& registry, const Tokens& tokens, const Faults& present,
+                           const HttpRequest& request)
+    : clients(registry), faults(present), wantedId(queried(request, "client_id")) {
   try {
     userUuid = bearerOf(request, tokens).claims.userUuid;
     if (queried(request, "user_uuid") != userUuid) refusedBecause = "user_uuid is not the token's";
@@ -43,7 +44,7 @@ void StatusSocket::opened(std::shared_ptr<SocketLink> openedLink) {
     return;
   }
   clientId = client->id;
-  send({{"type", "identity"}, {"client_id", clientId}});
+  if (faults.identifies) send({{"type", "identity"}, {"client_id", clientId}});
 }
 
 void StatusSocket::received(const std::string& payload, bool isText) {
@@ -77,9 +78,7 @@ void StatusSocket::handle(const JsonMembers& message) {
 }
 
 void StatusSocket::send(const nlohmann::json& message) const {
-  // A refusal may quote text from outside, cut within a character.
-  if (const auto open = link.lock())
-    open->send(message.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+  if (const auto open = link.lock()) open->say(message);
 }
 
 void StatusSocket::closed() {

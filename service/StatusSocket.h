@@ -3,6 +3,7 @@
 #include <string>
 
 #include "service/Clients.h"
+#include "service/Faults.h"
 #include "service/Http.h"
 #include "service/JsonMembers.h"
 #include "service/Socket.h"
@@ -16,7 +17,8 @@ class StatusSocket : public SocketHandler {
  public:
   static constexpr int kTokenRejected = 4001;
 
-  StatusSocket(Clients& registry, const Tokens& tokens, const HttpRequest& request);
+  StatusSocket(Clients& registry, const Tokens& tokens, const Faults& present,
+               const HttpRequest& request);
 
   void opened(std::shared_ptr<SocketLink> openedLink) override;
   void received(const std::string& payload, bool isText) override;
@@ -27,6 +29,7 @@ class StatusSocket : public SocketHandler {
   void send(const nlohmann::json& message) const;
 
   Clients& clients;
+  const Faults& faults;
   std::string refusedBecause;  ///< not empty: the socket is only opened to be closed
   std::string userUuid;
   std::string wantedId;

@@ -13,10 +13,12 @@ constexpr std::size_t kMostPictures = 12;
 
 }  // namespace
 
-SwapTrack::SwapTrack(rtc::scoped_refptr<PushVideoSource> into, std::optional<PictureSize> size)
-    : source(std::move(into)), outputSize(size), pool(false, kMostPictures) {}
+SwapTrack::SwapTrack(rtc::scoped_refptr<PushVideoSource> into, std::optional<PictureSize> size,
+                     const std::atomic<bool>& isOpen)
+    : source(std::move(into)), outputSize(size), flows(isOpen), pool(false, kMostPictures) {}
 
 void SwapTrack::OnFrame(const webrtc::VideoFrame& frame) {
+  if (!flows) return;
   rtc::scoped_refptr<webrtc::I420BufferInterface> received = frame.video_frame_buffer()->ToI420();
   if (received && frame.rotation() != webrtc::kVideoRotation_0)
     received = webrtc::I420Buffer::Rotate(*received, frame.rotation());

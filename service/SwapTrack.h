@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 
@@ -16,14 +17,16 @@ namespace quorvex::service {
 /// swapped picture into a source at once, there.
 class SwapTrack : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
  public:
-  /// `size` of the pictures pushed; none: as received.
-  SwapTrack(rtc::scoped_refptr<PushVideoSource> into, std::optional<PictureSize> size);
+  /// `size` of the pictures pushed; none: as received. None are pushed while `isOpen` is false.
+  SwapTrack(rtc::scoped_refptr<PushVideoSource> into, std::optional<PictureSize> size,
+            const std::atomic<bool>& isOpen);
 
   void OnFrame(const webrtc::VideoFrame& frame) override;
 
  private:
   rtc::scoped_refptr<PushVideoSource> source;
   std::optional<PictureSize> outputSize;
+  const std::atomic<bool>& flows;
   webrtc::VideoFrameBufferPool pool;
   SwapEffect effect;
 };

@@ -41,14 +41,10 @@ void WebSocketConnection::read() {
   });
 }
 
-void WebSocketConnection::send(std::string text) {
+void WebSocketConnection::send(std::string payload, bool isText) {
   if (isClosing) return;
-  if (waiting.size() >= kMostWaiting) {
-    isClosing = true;
-    beast::get_lowest_layer(stream).close();
-    return;
-  }
-  waiting.push_back(std::move(text));
+  if (waiting.size() >= kMostWaiting) return abort();
+  waiting.push_back({std::move(payload), isText});
   if (waiting.size() == 1) writeNext();
 }
 
@@ -60,13 +56,18 @@ void WebSocketConnection::close(int code, std::string reason) {
   if (waiting.empty()) writeNext();
 }
 
+void WebSocketConnection::abort() {
+  isClosing = true;
+  beast::get_lowest_layer(stream).close();
+}
+
 void WebSocketConnection::writeNext() {
   if (waiting.empty()) {
     if (isClosing) stream.async_close(closeReason, [self = shared_from_this()](error_code) {});
     return;
   }
-  stream.text(true);
-  stream.async_write(asio::buffer(waiting.front()),
+  stream.text(waiting.front().isText);
+  stream.async_write(asio::buffer(waiting.front().payload),
                      [self = shared_from_this()](error_code error, auto) {
                        if (error) return;
                        self->waiting.pop_front();

@@ -28,10 +28,16 @@ class WebSocketConnection : public SocketLink,
   /// Answers the handshake of `request` and begins.
   void accept(Request request);
 
-  void send(std::string text) override;
+  void send(std::string payload, bool isText) override;
   void close(int code, std::string reason) override;
+  void abort() override;
 
  private:
+  struct Message {
+    std::string payload;
+    bool isText;
+  };
+
   void read();
   void writeNext();
   void finish();
@@ -41,7 +47,7 @@ class WebSocketConnection : public SocketLink,
   std::shared_ptr<void> slot;
   Request handshake;
   boost::beast::flat_buffer buffer;
-  std::deque<std::string> waiting;  ///< the first is being written
+  std::deque<Message> waiting;  ///< the first is being written
   bool isClosing = false;
   boost::beast::websocket::close_reason closeReason;
 };

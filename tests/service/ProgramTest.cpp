@@ -7,7 +7,6 @@
 
 #include "service/ServiceTalk.h"
 #include "support/ChildProcess.h"
-#include "support/Eventually.h"
 #include "support/TemporaryFolder.h"
 
 namespace quorvex::service {
@@ -27,51 +26,40 @@ class Program {
     return {std::istreambuf_iterator<char>(file), {}};
   }
   [[nodiscard]] std::uint16_t port() const {
-    (void)quorvex::test::eventually([&] { return printed().find('\n') != std::string::npos; });
+    (void)test::eventually([&] { return printed().find('\n') != std::string::npos; });
     const auto line = nlohmann::json::parse(printed().substr(0, printed().find('\n')));
-    const int number = std::stoi(line.at("api").get<std::string>().substr(17));
-    const std::string place = "://127.0.0.1:" + std::to_string(number) + "/";
-    EXPECT_EQ(line.at("api"), "http" + place);
-    EXPECT_EQ(line.at("web"), "http" + place);
+    const std::string api = line.at("api"), place = api.substr(4);
+    EXPECT_THAT(place, MatchesRegex("://127.0.0.1:[0-9]+/"));
+    EXPECT_EQ(line.at("web"), api);
     EXPECT_EQ(line.at("socket"), "ws" + place);
-    return static_cast<std::uint16_t>(number);
+    return static_cast<std::uint16_t>(std::stoi(place.substr(13)));
   }
 
-  quorvex::test::TemporaryFolder folder;
-  quorvex::test::ChildProcess process;
+  test::TemporaryFolder folder;
+  test::ChildProcess process;
 };
 
-TEST(ServiceProgram, printsItsAddressesAndEndsCleanlyOnSignals) {
-  for (const int number : {SIGTERM, SIGINT}) {
-    Program program("");
-    EXPECT_EQ(test::request(program.port(), "GET", "/api/turn-credentials").status, 200);
-    program.process.signal(number);
-    EXPECT_EQ(program.process.exitCode(), 0);
-  }
-}
-
-TEST(ServiceProgram, endsWithItsInputWhenAskedTo) {
-  const quorvex::test::TemporaryFolder folder;
+TEST(ServiceProgram, logsRequestsWithoutSecretsUntilASignalOrTheEndOfItsInput) {
+  const test::TemporaryFolder folder;
   ASSERT_EQ(mkfifo((folder / "input").c_str(), 0600), 0);
-  Program program("--exit-with-parent < " + folder / "input");
-  std::ofstream input(folder / "input");
-  EXPECT_EQ(test::request(program.port(), "GET", "/api/turn-credentials").status, 200);
-  input.close();
-  EXPECT_EQ(program.process.exitCode(), 0);
-}
-
-TEST(ServiceProgram, logsRequestsWithoutTokensAndQueries) {
-  Program program("--log");
-  const test::HostSession session(program.port());
-  { test::StatusTalk status(session); }
-  (void)session.post("/ws/offer?secret", {{"sdp", "v=0"}});
-  program.process.signal(SIGTERM);
-  EXPECT_EQ(program.process.exitCode(), 0);
-  EXPECT_THAT(program.printed(),
-              AllOf(HasSubstr("POST /api/session-token 200"), HasSubstr("GET /ws/status 101"),
-                    HasSubstr("POST /ws/offer 400")));
-  for (const std::string& secret : {session.token, session.userUuid, std::string("secret")})
-    EXPECT_EQ(program.printed().find(secret), std::string::npos);
+  for (const int number : {SIGTERM, SIGINT, 0}) {
+    Program program("--log --ice-server stun:a.example --ice-server turn:b.example,anna,secret" +
+                    (number ? "" : " --exit-with-parent < " + folder / "input"));
+    std::ofstream input(number ? "/dev/null" : folder / "input");
+    const test::HostSession session(program.port());
+    EXPECT_EQ(test::request(session.port, "GET", "/api/turn-credentials").body,
+              nlohmann::json::parse(R"({"iceServers":[{"urls":["stun:a.example"]},
+                  {"urls":["turn:b.example"],"username":"anna","credential":"secret"}]})"));
+    { test::StatusTalk status(session); }
+    (void)session.post("/ws/offer?secret", {{"sdp", "v=0"}});
+    input.close();
+    if (number) program.process.signal(number);
+    EXPECT_EQ(program.process.exitCode(), 0);
+    for (const char* line : {"POST /api/session-token 200", "GET /ws/status 101", "offer 400"})
+      EXPECT_THAT(program.printed(), HasSubstr(line));
+    for (const std::string& secret : {session.token, session.userUuid, std::string("secret")})
+      EXPECT_THAT(program.printed(), Not(HasSubstr(secret)));
+  }
 }
 
 TEST(ServiceProgram, saysWhyItCannotStart) {

@@ -1,0 +1,211 @@
+// The service's protocol, and how it is broken on demand, over real sockets.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "service/ServiceTalk.h"
+
+namespace quorvex::service {
+namespace {
+
+using nlohmann::json;
+using namespace test;
+using namespace testing;
+
+constexpr const char* kMint = "/api/session-token";
+constexpr const char* kReport = "/api/diagnostic-report";
+constexpr const char* kOffer = "/ws/offer";
+constexpr const char* kCandidate = "/ws/ice-candidate";
+
+class Talk : public ::testing::Test {
+ protected:
+  const RunningService service;
+  const HostSession session{service.port};
+};
+
+TEST_F(Talk, knowsUsersAndClientsAgain) {
+  EXPECT_EQ(HostSession(service.port, session.userUuid).userUuid, session.userUuid);
+  const std::string forged = std::string(35, 'x') + session.userUuid.back();
+  EXPECT_NE(HostSession(service.port, forged).userUuid, forged);
+
+  StatusTalk older(session);
+  const std::string id = older.clientId();
+  EXPECT_NE(StatusTalk(HostSession(service.port), id).clientId(), id);
+  EXPECT_EQ(StatusTalk(session, id).clientId(), id);
+  EXPECT_EQ(older.closeCode(), 1000);
+}
+
+TEST_F(Talk, refusesWrongPathsMethodsAndBodies) {
+  const struct {
+    const char *method, *path, *expected;
+    std::string body;
+    Headers headers = kJson;
+  } kCases[] = {
+      {"GET", "/nothing", "404 .*", ""},
+      {"DELETE", kMint, "405 .*POST only", ""},
+      {"GET", "/ws/status", "426 .*", ""},
+      {"POST", kMint, "400 .*device_id.*missing.*", "{}"},
+      {"POST", kMint, "400 .*device_id.*not empty.*", R"({"device_id":""})"},
+      {"POST", kMint, "400 .*JSON object.*", std::string(100'000, '[')},
+      {"POST", kMint, "400 .*JSON object.*", "{\"device_id\":\"\xff\"}"},
+      {"POST", kMint, "415 .*", "{}", {{"Content-Type", "text/plain"}}},
+      {"POST", kMint, "413 .*8 MiB.*", std::string((8 << 20) + 1, ' ')},
+      {"GET", "/", "431 .*", "", {{"X-Large", std::string(17 << 10, 'x')}}},
+      {"POST", kReport, "400 .*note.*", R"({"traceId":"A","connectionError":"x","note":7})"},
+      {"POST", kReport, "204 ", R"({"traceId":"ABCD","connectionError":"gone","note":"n"})"}};
+  for (const auto& [method, path, expected, body, headers] : kCases)
+    EXPECT_THAT(request(service.port, method, path, headers, body).refusal(),
+                MatchesRegex(expected));
+  EXPECT_EQ(service.state().at("reports"),
+            json::parse(R"([{"traceId":"ABCD","connectionError":"gone","note":"n"}])"));
+  for (const std::string& noise : {std::string("gibberish\r\n\r\n"), std::string(64, '\0')})
+    EXPECT_THAT(sendRaw(service.port, noise), StartsWith("HTTP/1.1 400 "));
+  EXPECT_EQ(sendRaw(service.port, "POST / HTTP/1.1\r\nContent-Length: 9\r\n\r\n{\"", true), "");
+}
+
+TEST_F(Talk, refusesOffersAndCandidatesThatAreSpoiltInOnePlace) {
+  const HostSession other(service.port);
+  StatusTalk status(session);
+  const json whose = {{"client_id", status.clientId()}};
+  const json sound = json::parse(R"({
+    "/ws/offer": {"sdp": "v=0", "type": "offer",
+      "face_swap_config": {"target_face_b64": "AAAA", "enhance": true}},
+    "/ws/ice-candidate": {"candidate": {"sdpMid": "0", "sdpMLineIndex": 0,
+      "candidate": "candidate:1 1 udp 2122260223 127.0.0.1 40000 typ host"}}})");
+  const struct {
+    const char *path, *expected, *changes = "{}";
+    Headers headers{};
+  } kCases[] = {
+      {kOffer, "400 .*\"sdp\" is no session description.*"},
+      {kOffer, "400 .*must offer video.*",
+       R"({"sdp":"v=0\r\no=- 1 2 IN IP4 127.0.0.1\r\ns=-\r\nt=0 0\r\n"})"},
+      {kOffer, "400 .*\"type\" must be \"offer\".*", R"({"type":"answer"})"},
+      {kOffer, "400 .*\"token\".*", R"({"token":"other"})"},
+      {kOffer, "404 .*\"client_id\".*", R"({"client_id":"unknown"})"},
+      {kOffer, "400 .*enhance.*true or false.*", R"({"face_swap_config":{"enhance":1}})"},
+      {kOffer, "400 .*base64.*", R"({"face_swap_config":{"target_face_b64":"A-_="}})"},
+      {kOffer, "401 .*token.*", "{}", {{"Authorization", "Bearer x.y"}}},
+      {kOffer, "403 .*X-Brand-Id.*", "{}", {{"X-Brand-Id", "other"}}},
+      {kOffer, "415 .*Content-Type.*", "{}", {{"Content-Type", "text/plain"}}},
+      {kCandidate, "204 "},
+      {kCandidate, "400 .*candidate.candidate.*ICE.*", R"({"candidate":{"candidate":"no"}})"},
+      {kCandidate, "400 .*32 bits.*", R"({"candidate":{"sdpMLineIndex":4294967296}})"},
+      {kCandidate, "403 .*client_id.*", "{}", {{"Authorization", "Bearer " + other.token}}}};
+  for (const auto& [path, expected, changes, headers] : kCases) {
+    json body = sound.at(path);
+    body.update(whose);
+    if (path == std::string(kOffer)) body["token"] = session.token;
+    body.merge_patch(json::parse(changes));
+    Headers all = headers;
+    all.insert(session.headers.begin(), session.headers.end());
+    EXPECT_THAT(request(service.port, "POST", path, all, body.dump()).refusal(),
+                MatchesRegex(expected));
+  }
+  // What is refused takes no place.
+  EXPECT_TRUE(eventually([&] { return !service.state()["clients"][0]["live"]; }));
+}
+
+TEST_F(Talk, takesRightMessagesInSilenceAndAnswersWrongOnesWithAnError) {
+  StatusTalk status(session);
+  const std::string id = status.clientId();
+  const auto said = [&](const std::string& members) {
+    return R"({"client_id":")" + id + R"(","type":)" + members + "}";
+  };
+  const std::string info = R"("device_info","device_info":{"os":"a","app":"b","userUuid":")";
+  const struct {
+    std::string payload, expected;
+    bool isText = true;
+  } kCases[] = {{said(info + session.userUuid + "\"}"), ""},
+                {said(info + "c\"}"), "\"device_info.userUuid\""},
+                {said(R"("config_update","config":{"mouth_mask":true,"paused":false})"), ""},
+                {said(R"("config_update","config":{"paused":"no"})"), "\"config.paused\""},
+                // The name is quoted cut off within a character.
+                {said(R"("calibrate",")" + std::string(63, 'x') + "\u00e9\":1"), "xxx"},
+                {said(R"("dance")"), "\"type\""},
+                {R"({"type":"calibrate","client_id":"other"})", "\"client_id\""},
+                {"{}", "text frame", false}};
+  for (const auto& [payload, expected, isText] : kCases) {
+    status.send(payload, isText);
+    if (expected.empty()) continue;
+    const json error = status.receive().value();
+    EXPECT_EQ(error.at("error_type"), "BAD_MESSAGE");
+    EXPECT_THAT(error.at("message"), HasSubstr(expected));
+  }
+  status.send(std::string((8 << 20) + 1, ' '));
+  EXPECT_EQ(status.closeCode(), 1009);
+  for (const auto part : {&HostSession::token, &HostSession::userUuid}) {
+    HostSession forged = session;
+    forged.*part = "x.y";
+    EXPECT_EQ(StatusTalk(forged).closeCode(), 4001);
+  }
+}
+
+TEST_F(Talk, refusesFaultsItDoesNotKnowByTheirNames) {
+  const json before = service.state().at("faults");
+  const struct {
+    const char *what, *body, *expected;
+  } kCases[] = {
+      {"faults", "{}", "200 "},
+      {"faults", R"({"identity":false,"palces":1})", "400 .*palces.*"},
+      {"faults", R"({"ahead":2,"places":-1})", "400 .*\"places\".*from 0.*"},
+      {"faults", R"({"admit":"soon"})", "400 .*\"admit\".*start_connection.*not_queued.*"},
+      {"faults", R"({"replies":{"offers":null}})", "400 .*replies.offers.*"},
+      {"faults", R"({"replies":{"offer":{"delay":-1}}})", "400 .*replies.offer.delay.*"},
+      {"faults", R"({"replies":{"offer":{"headers":{"A":"b\nc"}}}})", "400 .*offer.headers.A.*"},
+      {"socket", R"({"close":1005})", "400 .*\"close\".*"},
+      {"socket", R"({"text":"a","abort":true})", "400 .*\"text\".*"}};
+  for (const auto& [what, body, expected] : kCases)
+    EXPECT_THAT(service.control(what, body), MatchesRegex(expected));
+  EXPECT_EQ(service.state().at("faults"), before);
+  EXPECT_EQ(request(service.port, "POST", "/control/faults", {}, "{}").status, 415);
+}
+
+TEST_F(Talk, repliesWronglyLateOrNotAtAllAsOftenAsItIsTold) {
+  EXPECT_EQ(service.control("faults", R"({"replies":{"diagnostic-report":{"hang":true},
+      "session-token":{"status":503,"headers":{"Retry-After":"7.5"},"body":"[7]","times":1},
+      "turn-credentials":{"delay":0.05},"status":{"status":500,"times":1}}})"),
+            "200 ");
+  const Reply busy = session.post(kMint, {{"device_id", "a"}});
+  EXPECT_THAT(busy.head, AllOf(StartsWith("HTTP/1.1 503"), HasSubstr("Retry-After: 7.5")));
+  EXPECT_EQ(busy.body, json({7}));
+  EXPECT_EQ(session.post(kMint, {{"device_id", "a"}}).status, 200);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(request(service.port, "GET", "/api/turn-credentials").status, 200);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
+  EXPECT_THROW(StatusTalk{session}, boost::system::system_error);
+  EXPECT_NE(StatusTalk(session).clientId(), "");
+
+  const std::string report = "POST /api/diagnostic-report HTTP/1.1\r\nContent-Length: 0\r\n\r\n";
+  // More than the service holds connections for: those whose clients go are let go.
+  for (int i = 0; i < 300; ++i) ASSERT_EQ(sendRaw(service.port, report, true), "");
+  boost::asio::io_context io;
+  auto held = connectedTo(io, service.port);
+  boost::asio::write(held, boost::asio::buffer(report));
+  EXPECT_TRUE(eventually([&] { return service.state()["requests"]["diagnostic-report"] == 301; }));
+  held.non_blocking(true);
+  boost::system::error_code nothingYet;
+  char byte = 0;
+  (void)held.read_some(boost::asio::buffer(&byte, 1), nothingYet);
+  EXPECT_EQ(nothingYet, boost::asio::error::would_block);
+  EXPECT_EQ(service.control("faults", R"({"replies":{"diagnostic-report":null}})"), "200 ");
+  EXPECT_EQ(session.post(kReport, json::object()).status, 400);
+  EXPECT_EQ(service.state()["faults"]["replies"],
+            json::parse(R"({"turn-credentials":{"delay":0.05}})"));
+}
+
+TEST_F(Talk, breaksTheOpenStatusSockets) {
+  EXPECT_EQ(service.control("faults", R"({"identity":false})"), "200 ");
+  StatusTalk closed(session);
+  EXPECT_EQ(service.control("socket", R"({"send":{"a":1}})"), "204 ");
+  EXPECT_EQ(closed.receive(), json({{"a", 1}}));  // and no identity before
+  EXPECT_EQ(service.control("socket", R"({"text":"[1]","binary":true})"), "204 ");
+  EXPECT_EQ(closed.receive(), json({1}));
+  EXPECT_TRUE(closed.stream.got_binary());
+  EXPECT_EQ(service.control("socket", R"({"close":1001,"reason":"away"})"), "204 ");
+  EXPECT_EQ(closed.closeCode(), 1001);
+  StatusTalk aborted(session);
+  EXPECT_EQ(service.control("socket", R"({"abort":true})"), "204 ");
+  EXPECT_EQ(aborted.closeCode(), 0);
+}
+
+}  // namespace
+}  // namespace quorvex::service
