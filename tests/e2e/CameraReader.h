@@ -10,7 +10,7 @@
 namespace quorvex::test {
 
 /// Reads the embedded camera as a program in a call would, over and over, and knows when pictures
-/// flow: a camera that repeats its last picture once a second does not.
+/// flow: only those that differ from the one before count, for an idle camera repeats its last one.
 class CameraReader {
  public:
   using Clock = std::chrono::steady_clock;
@@ -30,10 +30,11 @@ class CameraReader {
 
  private:
   void read(const std::stop_token& stop);
+  void pictureCame();
 
   const std::string socketPath;
   mutable std::mutex mutex;
-  std::deque<Clock::time_point> arrivals;  ///< of the last ten pictures; by mutex
+  std::deque<Clock::time_point> arrivals;  ///< of the last ten new pictures; by mutex
   std::jthread thread;
 };
 
