@@ -26,7 +26,7 @@ struct HttpResult {
   std::optional<std::string> error;
   int status = 0;
   std::map<std::string, std::string> headers;  ///< names in lower case
-  std::optional<std::string> body;             ///< none when the reply had no body
+  std::optional<std::string> body;             ///< empty when the reply had none to give
 
   [[nodiscard]] const std::string* header(std::string_view lowerCaseName) const {
     auto found = headers.find(std::string(lowerCaseName));

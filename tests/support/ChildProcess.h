@@ -20,6 +20,8 @@ class ChildProcess {
   /// Its exit code; none when it does not end within half a minute.
   [[nodiscard]] std::optional<int> exitCode();
   void signal(int number);
+  /// Its process id, while it has not been waited for.
+  [[nodiscard]] int id() const { return process; }
   /// Ends it as a crash would.
   void kill();
 

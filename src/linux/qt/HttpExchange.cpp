@@ -183,7 +183,7 @@ void HttpExchange::succeed(int status) {
   for (const auto& [name, value] : reply->rawHeaderPairs()) {
     result.headers[name.toLower().toStdString()] = value.toStdString();
   }
-  if (!body.empty()) result.body = std::move(body);
+  result.body = std::move(body);
   end(std::move(result));
 }
 
