@@ -53,9 +53,8 @@ class Soak {
 
   /// True when the host was live at the end and nothing had grown.
   void run(seconds length) {
-    ASSERT_TRUE(flowsWithin(seconds(20))) << host.printed();
     const auto begin = Clock::now();
-    nextReport = begin + kReportEvery;
+    ASSERT_TRUE(flowsWithin(seconds(20))) << host.printed();
     std::optional<Usage> settled;
     while (Clock::now() < begin + length) {
       oneFault();
@@ -214,7 +213,7 @@ class Soak {
   std::string last;
   bool serviceIsDown = false;
   int count = 0, looks = 0, live = 0;
-  Clock::time_point nextReport;
+  Clock::time_point nextReport = Clock::now() + kReportEvery;
 };
 
 TEST(Soak, staysAliveUnderRandomFaults) {
