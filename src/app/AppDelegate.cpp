@@ -20,7 +20,8 @@ AppDelegate::AppDelegate(Platform desktop, ServiceEndpoints service)
       diagnostics(platform.http, platform.clock, endpoints.apiBase),
       signaling(std::make_shared<SignalingClient>(SignalingClient::Dependencies{
           platform.mainQueue, platform.http, platform.webSockets, platform.defaults, endpoints})),
-      webrtc(std::make_shared<WebRTCClient>(platform.rtcEngine, platform.mainQueue)) {}
+      webrtc(std::make_shared<WebRTCClient>(platform.rtcEngine, platform.mainQueue)),
+      faceStore(std::make_shared<FaceStore>(platform.defaults, platform.images)) {}
 
 bool AppDelegate::isSet(const char* variable) const {
   return platform.environment(variable) == "1";
@@ -28,6 +29,8 @@ bool AppDelegate::isSet(const char* variable) const {
 
 void AppDelegate::applicationDidFinishLaunching() {
   pipeline = makePipeline();
+  faces = makeFaceActions();
+  controls = makeSwapControls();
   buildStatusMenu("Starting…");
   const bool relaunched = isSet("RC_RELAUNCHED");
   const bool forced = isSet("RC_FORCE_ACTIVATE") && !relaunched;
@@ -39,6 +42,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   wireModelActions();
   model.mouthMask = true;
   model.enhance = platform.defaults.boolean("rc.enhance");
+  faces->refreshFaces();
   if (forced) {
     hostLog("RC_FORCE_ACTIVATE → requesting replace activation up front");
     return activate("Updating extension…");
@@ -51,9 +55,9 @@ std::shared_ptr<Pipeline> AppDelegate::makePipeline() {
   Pipeline::Callbacks wiring;
   wiring.buildStatusMenu =
       weakly(this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
-  // The face library and the swap controls join here.
-  wiring.faceConfig = [] { return std::optional<Json>(); };
-  wiring.syncPausedToServer = [] {};
+  wiring.faceConfig = [store = faceStore] { return store->faceConfig(); };
+  wiring.syncPausedToServer =
+      weakly(this, [](AppDelegate& self) { self.controls->syncPausedToServer(); });
   wiring.sendDiagnosticReport = weakly(
       this, [](AppDelegate& self, const auto& kind, const auto& connectionError, const auto& note) {
         self.diagnostics.sendDiagnosticReport(kind, connectionError, note);
@@ -84,7 +88,49 @@ void AppDelegate::wireWebRTC() {
       weakly(this, [](AppDelegate& self, const auto& track) { self.model.localTrack = track; });
 }
 
+std::shared_ptr<FaceActions> AppDelegate::makeFaceActions() {
+  FaceActions::Callbacks wiring;
+  wiring.buildStatusMenu =
+      weakly(this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
+  wiring.sendConfig = [client = signaling](Json config) { client->sendConfig(std::move(config)); };
+  return std::make_shared<FaceActions>(
+      FaceActions::Dependencies{platform.mainQueue, platform.backgroundQueue, model, faceStore,
+                                platform.openPanel},
+      std::move(wiring));
+}
+
+std::shared_ptr<SwapControls> AppDelegate::makeSwapControls() {
+  SwapControls::Callbacks wiring;
+  wiring.sendConfig = [client = signaling](Json config) { client->sendConfig(std::move(config)); };
+  wiring.sendControl = [client = signaling](const std::string& type) { client->sendControl(type); };
+  wiring.setMaxBitrate = [client = webrtc](int bitrate) { client->setMaxBitrate(bitrate); };
+  wiring.setFlipped = [producer = frameProducer](bool flipped) { producer->flipped = flipped; };
+  wiring.enhanceToggled = weakly(this, [](AppDelegate& self) {
+    self.pipeline->rebuildSession("enhance toggled", "Applying enhance… (~5s)");
+  });
+  return std::make_shared<SwapControls>(platform.defaults, model, std::move(wiring));
+}
+
+void AppDelegate::wireFaceActions() {
+  model.onChooseFace = weakly(this, [](AppDelegate& self) { self.faces->chooseFace(); });
+  model.onSelectFace =
+      weakly(this, [](AppDelegate& self, const std::string& id) { self.faces->selectFace(id); });
+  model.onDeleteFace =
+      weakly(this, [](AppDelegate& self, const std::string& id) { self.faces->deleteFace(id); });
+}
+
 void AppDelegate::wireModelActions() {
+  wireFaceActions();
+  const auto control = [this](void (SwapControls::*change)()) {
+    return weakly(this, [change](AppDelegate& self) { ((*self.controls).*change)(); });
+  };
+  model.onToggleEnhance = control(&SwapControls::toggleEnhance);
+  model.onToggleMouthMask = control(&SwapControls::toggleMouthMask);
+  model.onToggleHD = control(&SwapControls::toggleHD);
+  model.onToggleFlip = control(&SwapControls::toggleFlip);
+  model.onTogglePause = control(&SwapControls::togglePause);
+  model.onCalibrate = control(&SwapControls::calibrate);
+  model.onClearLock = control(&SwapControls::clearLock);
   model.onReconnect = weakly(this, [](AppDelegate& self) { self.pipeline->reconnectTapped(); });
   model.onCancelQueue = weakly(this, [](AppDelegate& self) { self.pipeline->cancelQueue(); });
 }

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "faces/FaceActions.h"
+#include "faces/SwapControls.h"
 #include "media/WebRTCClient.h"
 #include "model/AppModel.h"
 #include "pipeline/Pipeline.h"
@@ -31,6 +33,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   struct Platform {
     DispatchQueue& mainQueue;
     std::function<std::shared_ptr<DispatchQueue>(const std::string& label)> makeSerialQueue;
+    DispatchQueue& backgroundQueue;  ///< for work that a user waits for
     const Clock& clock;
     HttpClient& http;
     WebSocketClient& webSockets;
@@ -38,6 +41,8 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
     SystemLog& systemLog;
     CoreMediaIO& cmio;
     RtcEngine& rtcEngine;
+    const ImageCodec& images;
+    OpenPanel* openPanel;  ///< none where there are no windows
     std::function<std::optional<std::string>(const char* name)> environment;
   };
 
@@ -60,7 +65,10 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   [[nodiscard]] std::shared_ptr<Pipeline> makePipeline();
   void wireFrameProducer(bool relaunched);
   void wireWebRTC();
+  [[nodiscard]] std::shared_ptr<FaceActions> makeFaceActions();
+  [[nodiscard]] std::shared_ptr<SwapControls> makeSwapControls();
   void wireModelActions();
+  void wireFaceActions();
   void buildStatusMenu(const std::string& text);
   void activate(const std::string& status);
   void handleDeviceMissing(bool relaunched);
@@ -72,6 +80,9 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   DiagnosticReporter diagnostics;
   std::shared_ptr<SignalingClient> signaling;
   std::shared_ptr<WebRTCClient> webrtc;
+  std::shared_ptr<FaceStore> faceStore;
+  std::shared_ptr<FaceActions> faces;
+  std::shared_ptr<SwapControls> controls;
   std::shared_ptr<Pipeline> pipeline;
 };
 

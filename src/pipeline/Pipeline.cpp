@@ -113,6 +113,12 @@ void Pipeline::reconnectTapped() {
   restarts->scheduleRestart("manual reconnect");
 }
 
+void Pipeline::rebuildSession(const std::string& reason, const std::string& status) {
+  restarts->resetAttempts();
+  showStatus(status);
+  restarts->scheduleRestart(reason);
+}
+
 void Pipeline::cancelQueue() {
   hostLog("queue: cancel tapped — leaving queue, idling");
   goIdle("Left queue — click Reconnect to go live");

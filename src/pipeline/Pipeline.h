@@ -56,6 +56,8 @@ class Pipeline : public SignalingClientDelegate,
 
   /// The user wants the session built anew.
   void reconnectTapped();
+  /// What travels with the offer has changed: the session is built anew, under `status` meanwhile.
+  void rebuildSession(const std::string& reason, const std::string& status);
   /// The user leaves the service's queue.
   void cancelQueue();
 

@@ -7,6 +7,7 @@
 #include "app/AppDelegate.h"
 #include "fakes/FakeCmio.h"
 #include "fakes/FakeEngine.h"
+#include "fakes/FakeImages.h"
 #include "fakes/FakeService.h"
 #include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
@@ -88,16 +89,18 @@ class HostTest : public ::testing::Test {
   FakeSystemLog systemLog;
   FakeCmio cmio;
   FakeEngine engine;
+  FakeImages images;
+  FakeOpenPanel openPanel;
   std::map<std::string, std::string> environment;
   std::shared_ptr<FakeTrack> track;
   std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
-      AppDelegate::Platform{mainQueue, [this](const std::string&) { return sinkQueue; }, clock,
-                            http, sockets, defaults, systemLog, cmio, engine,
-                            [this](const char* name) {
-                              const auto found = environment.find(name);
-                              return found == environment.end() ? std::nullopt
-                                                                : std::optional(found->second);
-                            }},
+      AppDelegate::Platform{
+          mainQueue, [this](const std::string&) { return sinkQueue; }, mainQueue, clock, http,
+          sockets, defaults, systemLog, cmio, engine, images, &openPanel,
+          [this](const char* name) {
+            const auto found = environment.find(name);
+            return found == environment.end() ? std::nullopt : std::optional(found->second);
+          }},
       ServiceEndpoints{"https://web.example", "https://api.example", "wss://api.example",
                        "stun.example"});
 };

@@ -30,7 +30,8 @@ TEST_F(HostTest, goesLiveStepByStepAndLogsTheRoad) {
           "webrtc: maxBitrate set to 3000 kbps", "webrtc: peer connection created (1 ice servers)",
           "signaling: WS connecting (reconnect=false)", "signaling: identity received",
           "signaling: got answer (face_swap_ready=nil)", "webrtc: remote answer applied",
-          "pipeline: answer applied=true", "webrtc: ontrack — swapped video track received"));
+          "pipeline: answer applied=true", "webrtc: ontrack — swapped video track received",
+          "sync: paused=false → server (post-(re)connect)"));
 }
 
 TEST_F(HostTest, offersWhatTheServiceExpects) {

@@ -54,6 +54,7 @@ class HostThreadsTest : public HostTest {
       const RtcVideoFrame frame{
           .pixelBuffer = {}, .i420 = {64, 36, grey.data(), grey.data(), grey.data(), 64, 32, 32}};
       renderer->renderFrame(&frame);
+      ++rendered;
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     });
     keepDoing([this] {
@@ -76,7 +77,10 @@ class HostThreadsTest : public HostTest {
     goLive();
     share(track->renderers.at(0), engine.last().observer);
     const Session session{engine.peers.back(), track, sockets.opened.back()};
-    mainQueue.advance(0.1);
+    EXPECT_TRUE(test::eventually([this, before = rendered.load()] {
+      mainQueue.advance(0.01);
+      return rendered > before + 1;
+    }));
     share(nullptr, {});
     sockets.last().end(1006);
     mainQueue.advance(0.1);
@@ -88,6 +92,7 @@ class HostThreadsTest : public HostTest {
     return session;
   }
 
+  std::atomic<int> rendered{0};
   std::mutex mutex;
   std::shared_ptr<RtcVideoRenderer> sharedRenderer;
   std::weak_ptr<RtcPeerConnectionObserver> sharedObserver;

@@ -12,6 +12,7 @@
 #include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
 #include "linux/cameras/PatternCamera.h"
+#include "linux/images/VipsImageCodec.h"
 #include "linux/qt/NetworkThread.h"
 #include "linux/qt/QtHttpClient.h"
 #include "linux/qt/QtWebSocketClient.h"
@@ -73,11 +74,13 @@ class RestartsTest : public ::testing::Test {
   VirtualCameraDevices cmio{
       {std::make_shared<EmbeddedCamera>(service.folder / "camera", [](std::string_view) {})},
       [](std::string_view) {}};
+  ThreadQueue background{"background"};
+  VipsImageCodec images;
   NativeRtcEngine engine{std::make_shared<PatternCamera>(std::make_shared<FrameLedger>()), true};
   std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
       AppDelegate::Platform{
           mainQueue, [](const std::string& label) { return std::make_shared<ThreadQueue>(label); },
-          clock, http, sockets, defaults, systemLog, cmio, engine,
+          background, clock, http, sockets, defaults, systemLog, cmio, engine, images, nullptr,
           [](const char*) { return std::optional<std::string>(); }},
       ServiceEndpoints{service.bases["web"], service.bases["api"], service.bases["socket"],
                        "127.0.0.1"});
