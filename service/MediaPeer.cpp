@@ -62,6 +62,7 @@ class MediaPeer::Connection : public webrtc::PeerConnectionObserver,
 
   void start(const std::string& offer);
   void add(std::unique_ptr<webrtc::IceCandidateInterface> candidate);
+  void show(const SwapSettings& settings) { swap.show(settings); }
   void close();
 
   void OnConnectionChange(PeerConnectionInterface::PeerConnectionState state) override;
@@ -222,6 +223,10 @@ MediaPeer::MediaPeer(MediaEngine& mediaEngine, std::optional<PictureSize> size,
 MediaPeer::~MediaPeer() {
   engine.native().signalingThread().PostTask(
       [last = std::move(connection)]() mutable { std::exchange(last, nullptr)->close(); });
+}
+
+void MediaPeer::show(const SwapSettings& settings) {
+  connection->show(settings);
 }
 
 bool MediaPeer::isReadable(const IceCandidate& candidate) {

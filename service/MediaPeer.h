@@ -8,6 +8,7 @@
 #include "service/Http.h"
 #include "service/IceCandidate.h"
 #include "service/Options.h"
+#include "service/SwapSettings.h"
 
 namespace quorvex::service {
 
@@ -34,6 +35,8 @@ class MediaPeer {
   [[nodiscard]] static bool isReadable(const IceCandidate& candidate);
   /// A candidate that cannot be read or does not fit the offer is ignored.
   void add(const IceCandidate& candidate);
+  /// How its pictures look from here on.
+  void show(const SwapSettings& settings);
 
  private:
   class Connection;

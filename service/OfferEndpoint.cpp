@@ -66,7 +66,7 @@ void OfferEndpoint::offer(const HttpRequest& request, Respond respond) {
   if (body.has("face_swap_config"))
     client.settings.takeFace(body.members("face_swap_config"));
   else
-    client.settings.targetFace.clear();
+    client.settings.face = nullptr;
   client.iceUfrag = wordAfter(sdp, "a=ice-ufrag:");
   std::erase_if(client.candidates,
                 [&](const auto& early) { return ufragOf(early) != client.iceUfrag; });
@@ -89,6 +89,7 @@ void OfferEndpoint::answer(Client& client, const std::string& sdp, Respond respo
         if (Client* failed = clients.find(id)) failed->peer = nullptr;
         admission.update();
       });
+  client.peer->show(client.settings);
   for (const auto& early : client.candidates) client.peer->add(early);
   client.candidates.clear();
 }

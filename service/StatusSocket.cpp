@@ -75,6 +75,7 @@ void StatusSocket::handle(const JsonMembers& message) {
                   "member \"type\" must be \"device_info\", \"config_update\", "
                   "\"calibrate\" or \"clear_lock\""};
   }
+  if (client->peer) client->peer->show(client->settings);
 }
 
 void StatusSocket::send(const nlohmann::json& message) const {

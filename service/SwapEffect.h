@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
+
+#include "service/SwapSettings.h"
 
 namespace quorvex::service {
 
@@ -17,15 +20,17 @@ struct WritableI420 {
   int strideV = 0;
 };
 
-/// The look of a swapped picture: an oval where a face would sit is posterised and tinted, with a
-/// soft edge, inside a thin border. The lowest tenth of the picture is left as it is. One thread at
-/// a time; allocates only when the size changes.
+/// The look of a swapped picture. An oval with a soft edge, where a face would sit, holds the
+/// target face, or without one the picture itself, posterised and tinted; the mouth mask leaves the
+/// mouth in it open. Around the picture runs a border, of another colour when enhanced, with a
+/// block in each corner while the swap is locked. The lowest tenth of the picture is left as it is.
+/// One thread at a time; allocates only when the size, the face or the mouth mask changes.
 class SwapEffect {
  public:
-  void apply(const WritableI420& picture);
+  void apply(const WritableI420& picture, const SwapSettings& settings);
 
  private:
-  /// How strongly each sample of the oval's bounding box is swapped, 0 to 256.
+  /// The oval in one plane: how strongly each sample of its bounding box is swapped, 0 to 256.
   struct Mask {
     int left = 0;
     int top = 0;
@@ -34,13 +39,20 @@ class SwapEffect {
     std::vector<std::uint16_t> strengths;
   };
 
-  void prepare(int forWidth, int forHeight);
-  static Mask ovalOf(int planeWidth, int planeHeight);
+  void prepare(int forWidth, int forHeight, const SwapSettings& settings);
+  void scaleFace();
+  void blendFace(const WritableI420& picture) const;
+  void tint(const WritableI420& picture) const;
+  void drawBorder(const WritableI420& picture, const SwapSettings& settings) const;
+  static Mask ovalOf(int planeWidth, int planeHeight, bool openMouth);
 
   int width = 0;
   int height = 0;
+  bool mouthOpen = false;
+  std::shared_ptr<const FacePicture> face;
   Mask luma;
   Mask chroma;
+  std::vector<std::uint8_t> faceY, faceU, faceV;  ///< the face, as large as the masks
 };
 
 }  // namespace quorvex::service

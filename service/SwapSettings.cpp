@@ -1,24 +1,24 @@
 #include "service/SwapSettings.h"
 
-#include "service/Encoding.h"
-
 namespace quorvex::service {
 namespace {
 
 void takeTargetFace(const JsonMembers& from, SwapSettings& to) {
-  const std::string& face = from.text("target_face_b64");
-  if (!isBase64(face))
-    throw Refusal{400, "member \"target_face_b64\" must be standard base64 without line breaks"};
-  to.targetFace = face;
+  const std::string& b64 = from.text("target_face_b64");
+  to.face = b64.empty() ? nullptr : decodedFace(b64);
+  if (!to.face && !b64.empty())
+    throw Refusal{400,
+                  "member \"target_face_b64\" must be a JPEG of at most 4096 pixels a side, in "
+                  "standard base64 without line breaks, or empty"};
 }
 
 }  // namespace
 
-void SwapSettings::takeFace(const JsonMembers& face) {
-  face.allowOnly({"target_face_b64", "enhance"});
+void SwapSettings::takeFace(const JsonMembers& config) {
+  config.allowOnly({"target_face_b64", "enhance"});
   SwapSettings next = *this;
-  takeTargetFace(face, next);
-  next.enhance = face.flag("enhance");
+  takeTargetFace(config, next);
+  next.enhance = config.flag("enhance");
   *this = std::move(next);
 }
 

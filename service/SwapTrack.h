@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 
 #include "api/video/video_frame.h"
@@ -23,12 +24,23 @@ class SwapTrack : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
 
   void OnFrame(const webrtc::VideoFrame& frame) override;
 
+  /// How the pictures look from here on; while paused it is the last one again and again. Any
+  /// thread.
+  void show(const SwapSettings& settings);
+
  private:
+  [[nodiscard]] SwapSettings shown() const;
+  [[nodiscard]] rtc::scoped_refptr<webrtc::VideoFrameBuffer> swapped(
+      const webrtc::I420BufferInterface& received, const SwapSettings& look);
+
   rtc::scoped_refptr<PushVideoSource> source;
   std::optional<PictureSize> outputSize;
   const std::atomic<bool>& flows;
   webrtc::VideoFrameBufferPool pool;
   SwapEffect effect;
+  rtc::scoped_refptr<webrtc::VideoFrameBuffer> last;
+  mutable std::mutex mutex;
+  SwapSettings settings;  // by mutex
 };
 
 }  // namespace quorvex::service

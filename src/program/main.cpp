@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <QCoreApplication>
 #include <QStandardPaths>
 #include <cstdio>
@@ -17,6 +19,13 @@ using namespace quorvex;  // NOLINT: the program is this namespace's
 namespace {
 
 constexpr int kBadOptions = 2;
+constexpr int kLargeBlock = 256 << 10;
+
+/// Pictures come and go with every session. Left to itself the allocator keeps their megabytes, in
+/// a heap for each thread that ever freed one.
+void keepMemoryFlat() {
+  ::mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+}
 
 int refuse(const std::string& problem) {
   std::fprintf(stderr, "quorvex-camera: %s\n", problem.c_str());
@@ -56,6 +65,7 @@ std::variant<ServiceEndpoints, std::string> startDemo(DemoService& service,
 }  // namespace
 
 int main(int argc, char** argv) {
+  keepMemoryFlat();
   QCoreApplication application(argc, argv);
   QCoreApplication::setApplicationName("quorvex-camera");
   const auto parsed = parseOptions({argv, argv + argc});

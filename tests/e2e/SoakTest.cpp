@@ -59,6 +59,7 @@ class Soak {
     while (Clock::now() < begin + length) {
       oneFault();
       ASSERT_TRUE(flowsWithin(kRecovery)) << "wedged after " << last << "\n" << host.printed();
+      lookFor(std::chrono::milliseconds(pick(10'000)));  // a call between two troubles
       if (!settled && Clock::now() > begin + length / 4) settled = usageOf(host.process->id());
     }
     const Usage end = usageOf(host.process->id());

@@ -68,7 +68,7 @@ TEST_F(Talk, refusesOffersAndCandidatesThatAreSpoiltInOnePlace) {
   const json whose = {{"client_id", status.clientId()}};
   const json sound = json::parse(R"({
     "/ws/offer": {"sdp": "v=0", "type": "offer",
-      "face_swap_config": {"target_face_b64": "AAAA", "enhance": true}},
+      "face_swap_config": {"target_face_b64": "", "enhance": true}},
     "/ws/ice-candidate": {"candidate": {"sdpMid": "0", "sdpMLineIndex": 0,
       "candidate": "candidate:1 1 udp 2122260223 127.0.0.1 40000 typ host"}}})");
   const struct {
@@ -83,6 +83,7 @@ TEST_F(Talk, refusesOffersAndCandidatesThatAreSpoiltInOnePlace) {
       {kOffer, "404 .*\"client_id\".*", R"({"client_id":"unknown"})"},
       {kOffer, "400 .*enhance.*true or false.*", R"({"face_swap_config":{"enhance":1}})"},
       {kOffer, "400 .*base64.*", R"({"face_swap_config":{"target_face_b64":"A-_="}})"},
+      {kOffer, "400 .*JPEG.*", R"({"face_swap_config":{"target_face_b64":"AAAA"}})"},
       {kOffer, "401 .*token.*", "{}", {{"Authorization", "Bearer x.y"}}},
       {kOffer, "403 .*X-Brand-Id.*", "{}", {{"X-Brand-Id", "other"}}},
       {kOffer, "415 .*Content-Type.*", "{}", {{"Content-Type", "text/plain"}}},
