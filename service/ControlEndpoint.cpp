@@ -88,6 +88,13 @@ json ControlEndpoint::clientsDocument() const {
   for (const auto& [id, client] : parts.clients.all()) {
     json document = {
         {"id", id}, {"connected", !client.link.expired()}, {"live", client.peer != nullptr}};
+    const SwapSettings& settings = client.settings;
+    document["settings"] = {{"face", settings.face != nullptr},
+                            {"enhance", settings.enhance},
+                            {"mouth_mask", settings.mouthMask},
+                            {"paused", settings.paused},
+                            {"locked", settings.locked}};
+    if (client.peer) document["received_bytes"] = client.peer->receivedBytes();
     if (const auto position = parts.admission.positionOf(id)) document["position"] = *position;
     documents.push_back(std::move(document));
   }

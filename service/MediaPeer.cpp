@@ -1,9 +1,11 @@
 #include "service/MediaPeer.h"
 
+#include <atomic>
 #include <utility>
 
 #include "api/jsep.h"
 #include "api/peer_connection_interface.h"
+#include "api/stats/rtcstats_objects.h"
 #include "linux/webrtc/NativeFactory.h"
 #include "linux/webrtc/PushVideoSource.h"
 #include "pc/session_description.h"
@@ -18,6 +20,7 @@ namespace {
 using webrtc::PeerConnectionInterface;
 
 constexpr auto kLongestGathering = webrtc::TimeDelta::Seconds(2);
+constexpr auto kCountEvery = webrtc::TimeDelta::Millis(500);
 // Enough for 1920x1080 from the first frame on.
 constexpr int kMinBitrate = 500'000, kStartBitrate = 3'000'000, kMaxBitrate = 6'000'000;
 
@@ -48,6 +51,18 @@ std::unique_ptr<webrtc::IceCandidateInterface> nativeOf(const IceCandidate& cand
 
 }  // namespace
 
+template <class Done>
+class Statistics : public webrtc::RTCStatsCollectorCallback {
+ public:
+  explicit Statistics(Done callable) : done(std::move(callable)) {}
+  void OnStatsDelivered(const rtc::scoped_refptr<const webrtc::RTCStatsReport>& report) override {
+    done(*report);
+  }
+
+ private:
+  Done done;
+};
+
 /// What of a peer lives on the signaling thread, where all of this is called.
 class MediaPeer::Connection : public webrtc::PeerConnectionObserver,
                               public std::enable_shared_from_this<Connection> {
@@ -63,6 +78,7 @@ class MediaPeer::Connection : public webrtc::PeerConnectionObserver,
   void start(const std::string& offer);
   void add(std::unique_ptr<webrtc::IceCandidateInterface> candidate);
   void show(const SwapSettings& settings) { swap.show(settings); }
+  [[nodiscard]] std::uint64_t receivedBytes() const { return received; }
   void close();
 
   void OnConnectionChange(PeerConnectionInterface::PeerConnectionState state) override;
@@ -77,6 +93,7 @@ class MediaPeer::Connection : public webrtc::PeerConnectionObserver,
   void localSet(const webrtc::RTCError& error);
   void sendBack(webrtc::RtpTransceiverInterface& transceiver);
   void answer();
+  void countReceived();
   void complete(std::variant<Answer, Refusal> result);
   void refuse(Refusal refusal);
   void reportFailure();
@@ -86,6 +103,7 @@ class MediaPeer::Connection : public webrtc::PeerConnectionObserver,
   std::weak_ptr<std::function<void()>> failed;
   rtc::scoped_refptr<PushVideoSource> source;
   SwapTrack swap;
+  std::atomic<std::uint64_t> received{0};
   rtc::scoped_refptr<PeerConnectionInterface> peer;
   rtc::scoped_refptr<webrtc::RtpTransceiverInterface> video;
 };
@@ -136,7 +154,27 @@ void MediaPeer::Connection::remoteSet(const webrtc::RTCError& error) {
   auto done = [weak = weak_from_this()](const webrtc::RTCError& result) {
     if (const auto self = weak.lock()) self->localSet(result);
   };
+  countReceived();
   peer->SetLocalDescription(rtc::make_ref_counted<LocalSet<decltype(done)>>(std::move(done)));
+}
+
+/// Again and again, as long as there is a connection.
+void MediaPeer::Connection::countReceived() {
+  if (!peer) return;
+  auto take = [weak = weak_from_this()](const webrtc::RTCStatsReport& report) {
+    const auto self = weak.lock();
+    if (!self) return;
+    std::uint64_t bytes = 0;
+    for (const auto* stream : report.GetStatsOfType<webrtc::RTCInboundRTPStreamStats>())
+      bytes += stream->bytes_received.ValueOrDefault(0);
+    self->received = bytes;
+  };
+  peer->GetStats(rtc::make_ref_counted<Statistics<decltype(take)>>(std::move(take)).get());
+  engine.native().signalingThread().PostDelayedTask(
+      [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->countReceived();
+      },
+      kCountEvery);
 }
 
 void MediaPeer::Connection::sendBack(webrtc::RtpTransceiverInterface& transceiver) {
@@ -227,6 +265,10 @@ MediaPeer::~MediaPeer() {
 
 void MediaPeer::show(const SwapSettings& settings) {
   connection->show(settings);
+}
+
+std::uint64_t MediaPeer::receivedBytes() const {
+  return connection->receivedBytes();
 }
 
 bool MediaPeer::isReadable(const IceCandidate& candidate) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -37,6 +38,8 @@ class MediaPeer {
   void add(const IceCandidate& candidate);
   /// How its pictures look from here on.
   void show(const SwapSettings& settings);
+  /// Bytes of video received so far, as it was known half a second ago at most.
+  [[nodiscard]] std::uint64_t receivedBytes() const;
 
  private:
   class Connection;

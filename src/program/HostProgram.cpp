@@ -7,7 +7,6 @@
 #include <fstream>
 
 #include "linux/qt/NetworkThread.h"
-#include "linux/threads/ThreadQueue.h"
 #include "log/HostLog.h"
 #include "program/CameraChoice.h"
 
@@ -67,6 +66,7 @@ AppDelegate::Platform HostProgram::platform() {
               [](const std::string& label) {
                 return std::make_shared<ThreadQueue>(label, ThreadQueue::Priority::userInteractive);
               },
+          .backgroundQueue = background,
           .clock = clock,
           .http = http,
           .webSockets = webSockets,
@@ -74,6 +74,8 @@ AppDelegate::Platform HostProgram::platform() {
           .systemLog = systemLog,
           .cmio = faultyCmio ? static_cast<CoreMediaIO&>(*faultyCmio) : cmio,
           .rtcEngine = engine,
+          .images = images,
+          .openPanel = nullptr,
           .environment = setup.environment};
 }
 

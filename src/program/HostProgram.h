@@ -7,12 +7,14 @@
 
 #include "app/AppDelegate.h"
 #include "linux/cameras/LatencyProbe.h"
+#include "linux/images/VipsImageCodec.h"
 #include "linux/qt/QtDefaults.h"
 #include "linux/qt/QtHttpClient.h"
 #include "linux/qt/QtMainQueue.h"
 #include "linux/qt/QtWebSocketClient.h"
 #include "linux/threads/StderrSystemLog.h"
 #include "linux/threads/SteadyClock.h"
+#include "linux/threads/ThreadQueue.h"
 #include "linux/vcam/FaultyCoreMediaIO.h"
 #include "linux/vcam/VirtualCameraDevices.h"
 #include "linux/webrtc/NativeRtcEngine.h"
@@ -66,6 +68,8 @@ class HostProgram {
   std::shared_ptr<NetworkThread> network;
   QtHttpClient http;
   QtWebSocketClient webSockets;
+  VipsImageCodec images;
+  ThreadQueue background{"qxc-background"};  ///< ends before what its tasks use
   std::shared_ptr<FrameLedger> ledger;
   LatencyProbe probe;
   VirtualCameraChoice virtualCamera;

@@ -1,6 +1,7 @@
 #include "program/Options.h"
 
 #include <QCommandLineParser>
+#include <QFile>
 #include <QString>
 #include <QStringList>
 #include <cmath>
@@ -20,6 +21,9 @@ void declare(QCommandLineParser& parser) {
   parser.setApplicationDescription(
       "Sends the webcam to the face-swap service and its answer into the virtual camera \"Quorvex "
       "Camera\".");
+  parser.addPositionalArgument(
+      "faces", "list, add FILE, remove ID or use ID: the library of faces, instead of running.",
+      "[faces …]");
   parser.addOptions({
       {"demo", "Start the local service on a free port and use it."},
       {"headless", "Run without a window."},
@@ -100,10 +104,11 @@ std::variant<Options, OptionsExit> parseOptions(const std::vector<std::string>& 
   if (!parser.parse(list)) return refused(parser.errorText().toStdString());
   if (parser.isSet("help")) return OptionsExit{parser.helpText().toStdString(), 0};
   if (parser.isSet("version")) return OptionsExit{"quorvex-camera " QUORVEX_VERSION "\n", 0};
-  if (!parser.positionalArguments().isEmpty())
-    return refused("there is no argument \"" + parser.positionalArguments().first().toStdString() +
-                   "\"");
   Options options;
+  for (const QString& word : parser.positionalArguments())
+    options.command.push_back(QFile::encodeName(word).toStdString());
+  if (!options.command.empty() && options.command.front() != "faces")
+    return refused("there is no argument \"" + options.command.front() + "\"");
   options.demo = parser.isSet("demo");
   options.headless = parser.isSet("headless");
   if (parser.isSet("report")) options.reportFile = parser.value("report").toStdString();

@@ -14,6 +14,8 @@ struct Options {
   enum class Camera { automatic, pattern, y4m, device };
   enum class VirtualCamera { automatic, pipewire, embedded };
 
+  /// A command to carry out instead of running the host, "faces" first; empty for none.
+  std::vector<std::string> command;
   bool demo = false;
   bool headless = false;
   std::optional<double> seconds;  ///< how long to run; until told to end when none

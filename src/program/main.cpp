@@ -6,10 +6,12 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "linux/images/VipsImageCodec.h"
 #include "program/CameraChoice.h"
 #include "program/Configuration.h"
 #include "program/Console.h"
 #include "program/DemoService.h"
+#include "program/FacesCommand.h"
 #include "program/HostProgram.h"
 #include "program/Options.h"
 #include "program/TerminationSignals.h"
@@ -62,6 +64,15 @@ std::variant<ServiceEndpoints, std::string> startDemo(DemoService& service,
   return endpoints;
 }
 
+int facesCommand(const HostProgram::Setup& setup) {
+  QtDefaults defaults(setup.settingsPath,
+                      [](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
+  const VipsImageCodec images;
+  FaceStore store(defaults, images);
+  const auto& words = setup.options.command;
+  return FacesCommand(store).run({words.begin() + 1, words.end()});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -75,6 +86,8 @@ int main(int argc, char** argv) {
   }
   HostProgram::Setup setup;
   setup.options = std::get<Options>(parsed);
+  setup.settingsPath = configFolder() + (setup.options.demo ? "/demo" : "") + "/settings.json";
+  if (!setup.options.command.empty()) return facesCommand(setup);
   if (const auto problem = cameraProblem(setup.options)) return refuse(*problem);
   const auto configuration = configured(setup.options);
   if (const auto* problem = std::get_if<ConfigurationProblem>(&configuration))
@@ -97,7 +110,6 @@ int main(int argc, char** argv) {
   }
   setup.environment = environment;
   setup.serviceIsLocal = isLoopback(setup.endpoints.apiBase);
-  setup.settingsPath = configFolder() + (setup.options.demo ? "/demo" : "") + "/settings.json";
   HostProgram program(std::move(setup), console);
   host = &program;
   return program.run();

@@ -72,7 +72,7 @@ TEST(Demo, logsASessionAsItGoes) {
   // What other threads log falls between these steps where it may.
   for (const auto& line : log)
     if (!line.starts_with("sink push: ") && !line.starts_with("webrtc: capturing") &&
-        !line.starts_with("webrtc: iceConnectionState="))
+        !line.starts_with("sync: ") && !line.starts_with("webrtc: iceConnectionState="))
       steps.push_back(line);
   EXPECT_THAT(
       steps,
@@ -89,7 +89,8 @@ TEST(Demo, logsASessionAsItGoes) {
            "webrtc: ontrack — swapped video track received", "webrtc: remote answer applied",
            "pipeline: answer applied=true", "lifecycle: quitting — disconnecting cleanly"}));
   EXPECT_THAT(log, IsSupersetOf({"webrtc: capturing Quorvex Test Pattern @30fps",
-                                 "webrtc: iceConnectionState=1", "webrtc: iceConnectionState=2"}));
+                                 "webrtc: iceConnectionState=1", "webrtc: iceConnectionState=2",
+                                 "sync: paused=false → server (post-(re)connect)"}));
   for (const auto& line : log) EXPECT_EQ(line.find("a=ice-ufrag"), std::string::npos);
 }
 

@@ -1,90 +1,20 @@
-// The host in this process, on real HTTP, WebSocket, WebRTC and a real service, but on a clock that
-// the test moves: hundreds of restarts and minutes of waiting pass in seconds.
+// Hundreds of restarts and minutes of waiting, with everything real but the time.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <filesystem>
 
-#include "app/AppDelegate.h"
-#include "e2e/ServiceRun.h"
-#include "fakes/FakeService.h"
-#include "fakes/LogFile.h"
-#include "fakes/ManualQueue.h"
-#include "linux/cameras/PatternCamera.h"
-#include "linux/images/VipsImageCodec.h"
-#include "linux/qt/NetworkThread.h"
-#include "linux/qt/QtHttpClient.h"
-#include "linux/qt/QtWebSocketClient.h"
-#include "linux/threads/ThreadQueue.h"
-#include "linux/vcam/EmbeddedCamera.h"
-#include "linux/vcam/VirtualCameraDevices.h"
-#include "linux/webrtc/NativeRtcEngine.h"
+#include "e2e/SteeredHost.h"
 
 namespace quorvex::test {
 namespace {
 
 using nlohmann::json;
 
-constexpr const char* kLive = "Live ✓ — swapped camera ready";
-
 std::ptrdiff_t entriesOf(const char* folder) {
   return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
-class RestartsTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    host->applicationDidFinishLaunching();
-    ASSERT_TRUE(shows(kLive));
-  }
-  ~RestartsTest() override {
-    host->applicationShouldTerminate();
-    host.reset();
-    mainQueue.run();
-  }
-
-  [[nodiscard]] bool comes(const std::function<bool()>& condition) {
-    return eventually([&] {
-      mainQueue.run();
-      return condition();
-    });
-  }
-  [[nodiscard]] bool shows(const std::string& status) {
-    const bool shown = comes([&] { return host->appModel().statusText.get() == status; });
-    EXPECT_TRUE(shown) << "the status is still " << host->appModel().statusText.get();
-    return shown;
-  }
-  void reconnect() {
-    host->appModel().onReconnect();
-    mainQueue.advance(2);
-  }
-
-  int argumentCount = 0;
-  QCoreApplication application{argumentCount, nullptr};
-  LogFile log;
-  ServiceRun service;
-  VirtualClock clock;
-  ManualQueue mainQueue{clock};
-  std::shared_ptr<NetworkThread> network = std::make_shared<NetworkThread>();
-  QtHttpClient http{network};
-  QtWebSocketClient sockets{network};
-  FakeDefaults defaults;
-  FakeSystemLog systemLog;
-  VirtualCameraDevices cmio{
-      {std::make_shared<EmbeddedCamera>(service.folder / "camera", [](std::string_view) {})},
-      [](std::string_view) {}};
-  ThreadQueue background{"background"};
-  VipsImageCodec images;
-  NativeRtcEngine engine{std::make_shared<PatternCamera>(std::make_shared<FrameLedger>()), true};
-  std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
-      AppDelegate::Platform{
-          mainQueue, [](const std::string& label) { return std::make_shared<ThreadQueue>(label); },
-          background, clock, http, sockets, defaults, systemLog, cmio, engine, images, nullptr,
-          [](const char*) { return std::optional<std::string>(); }},
-      ServiceEndpoints{service.bases["web"], service.bases["api"], service.bases["socket"],
-                       "127.0.0.1"});
-};
+using RestartsTest = SteeredHost;
 
 TEST_F(RestartsTest, fiveHundredLeaveThreadsDescriptorsAndTimersWhereTheyStood) {
   const auto restart = [&](int times) {

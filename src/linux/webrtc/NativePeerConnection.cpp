@@ -189,12 +189,17 @@ std::shared_ptr<NativePeerConnection> NativePeerConnection::create(
 std::shared_ptr<RtcRtpSender> NativePeerConnection::addTrack(
     const std::shared_ptr<RtcVideoTrack>& track, const std::vector<std::string>& streamIDs) {
   auto& native = static_cast<NativeVideoTrack&>(*track);
-  auto added = pc->AddTrack(native.native(), streamIDs);
+  // Not AddTrack: its sender has no encodings before the first negotiation, so that a bitrate cap
+  // set until then would be lost without a word.
+  webrtc::RtpTransceiverInit init;
+  init.stream_ids = streamIDs;
+  init.send_encodings.resize(1);
+  auto added = pc->AddTransceiver(native.native(), init);
   if (!added.ok()) {
     hostLog("webrtc: track refused: " + failureOf(added.error()).value_or(""));
     return nullptr;
   }
-  return std::make_shared<NativeRtpSender>(library, added.MoveValue());
+  return std::make_shared<NativeRtpSender>(library, added.MoveValue()->sender());
 }
 
 void NativePeerConnection::offerForConstraints(const RtcMediaConstraints& constraints,

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <mutex>
+
+#include "app/AppDelegate.h"
+#include "e2e/ServiceRun.h"
+#include "fakes/FakeImages.h"
+#include "fakes/FakeService.h"
+#include "fakes/LogFile.h"
+#include "fakes/ManualQueue.h"
+#include "linux/cameras/PatternCamera.h"
+#include "linux/images/VipsImageCodec.h"
+#include "linux/qt/NetworkThread.h"
+#include "linux/qt/QtHttpClient.h"
+#include "linux/qt/QtWebSocketClient.h"
+#include "linux/threads/ThreadQueue.h"
+#include "linux/vcam/EmbeddedCamera.h"
+#include "linux/vcam/VirtualCameraDevices.h"
+#include "linux/webrtc/NativeRtcEngine.h"
+
+namespace quorvex::test {
+
+inline constexpr const char* kLive = "Live ✓ — swapped camera ready";
+
+/// The host in this process, on real HTTP, WebSocket, WebRTC and a real service, but on a clock
+/// that the test moves.
+class SteeredHost : public ::testing::Test {
+ protected:
+  explicit SteeredHost(std::vector<std::string> serviceOptions = {},
+                       std::shared_ptr<CameraProvider> webcam =
+                           std::make_shared<PatternCamera>(std::make_shared<FrameLedger>()))
+      : service(std::move(serviceOptions)), camera(std::move(webcam)) {}
+  void SetUp() override {
+    host->applicationDidFinishLaunching();
+    ASSERT_TRUE(shows(kLive));
+  }
+  ~SteeredHost() override {
+    host->applicationShouldTerminate();
+    host.reset();
+    mainQueue.run();
+  }
+
+  [[nodiscard]] bool comes(const std::function<bool()>& condition) {
+    return eventually([&] {
+      mainQueue.run();
+      return condition();
+    });
+  }
+  [[nodiscard]] bool shows(const std::string& status) {
+    const bool shown = comes([&] { return host->appModel().statusText.get() == status; });
+    EXPECT_TRUE(shown) << "the status is still " << host->appModel().statusText.get();
+    return shown;
+  }
+  /// The newest picture that has reached the virtual camera.
+  [[nodiscard]] PixelBufferRef picture() {
+    std::lock_guard hold(mutex);
+    return lastDelivered;
+  }
+  void reconnect() {
+    host->appModel().onReconnect();
+    mainQueue.advance(2);
+  }
+
+  std::mutex mutex;
+  PixelBufferRef lastDelivered;  ///< by mutex
+  int argumentCount = 0;
+  QCoreApplication application{argumentCount, nullptr};
+  LogFile log;
+  ServiceRun service;
+  VirtualClock clock;
+  ManualQueue mainQueue{clock};
+  std::shared_ptr<NetworkThread> network = std::make_shared<NetworkThread>();
+  QtHttpClient http{network};
+  QtWebSocketClient sockets{network};
+  FakeDefaults defaults;
+  FakeSystemLog systemLog;
+  VirtualCameraDevices cmio{
+      {std::make_shared<EmbeddedCamera>(service.folder / "camera", [](std::string_view) {})},
+      [](std::string_view) {},
+      [this](const CMSampleBuffer& sample) {
+        std::lock_guard hold(mutex);
+        lastDelivered = sample.imageBuffer;
+      }};
+  VipsImageCodec images;
+  FakeOpenPanel openPanel;
+  ThreadQueue background{"background"};
+  std::shared_ptr<CameraProvider> camera;
+  NativeRtcEngine engine{camera, true};
+  std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
+      AppDelegate::Platform{
+          mainQueue, [](const std::string& label) { return std::make_shared<ThreadQueue>(label); },
+          background, clock, http, sockets, defaults, systemLog, cmio, engine, images, &openPanel,
+          [](const char*) { return std::optional<std::string>(); }},
+      ServiceEndpoints{service.bases["web"], service.bases["api"], service.bases["socket"],
+                       "127.0.0.1"});
+};
+
+}  // namespace quorvex::test

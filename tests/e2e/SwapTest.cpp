@@ -1,0 +1,169 @@
+// What the user steers, on a live session: seen in the pictures that reach the virtual camera, and
+// in what the service has been told.
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <random>
+
+#include "e2e/SteeredHost.h"
+#include "linux/cameras/FrameStamp.h"
+#include "linux/cameras/Y4mCamera.h"
+
+namespace quorvex::test {
+namespace {
+
+using nlohmann::json;
+
+/// The service sends 640x480, so that the host has something to fit and to mirror: the picture
+/// stands between bars 160 pixels wide.
+class SwapTest : public SteeredHost {
+ protected:
+  SwapTest() : SteeredHost({"--size", "640x480"}) {}
+
+  [[nodiscard]] json settings() const { return service.state()["clients"][0]["settings"]; }
+  [[nodiscard]] int luma(int x, int y) {
+    const auto shown = picture();
+    return shown ? shown->baseAddressOfPlane(0)[y * shown->bytesPerRowOfPlane(0) + x] : -1;
+  }
+  /// Whether pictures come to have this luma there, within what a video codec does to it.
+  [[nodiscard]] bool turns(int x, int y, int expected) {
+    const bool turned = comes([&] { return std::abs(luma(x, y) - expected) < 12; });
+    EXPECT_TRUE(turned) << luma(x, y) << " at " << x << ", " << y << " instead of " << expected;
+    return turned;
+  }
+  [[nodiscard]] std::optional<std::uint32_t> number() {
+    const auto shown = picture();
+    return readFrameStamp(shown->baseAddressOfPlane(0), shown->bytesPerRowOfPlane(0),
+                          {160, 0, 960, 720});
+  }
+
+  /// Chooses a photo of one grey.
+  void chooseGrey(const std::string& name, std::uint8_t grey) {
+    const RgbImage photo{300, 200, std::vector<std::uint8_t>(300 * 200 * 3, grey)};
+    openPanel.chosen = service.folder / name;
+    std::ofstream(*openPanel.chosen, std::ios::binary) << *images.jpeg(photo, 0.9);
+    host->appModel().onChooseFace();
+    ASSERT_TRUE(shows("Face set — swapping…"));
+  }
+};
+
+constexpr int kMiddle = 640, kEyes = 324, kMouth = 443;
+
+TEST_F(SwapTest, showsTheFaceThatIsChosen) {
+  chooseGrey("Dark.jpg", 40);
+  EXPECT_TRUE(turns(kMiddle, kEyes, 50)) << "40 of 255 is 50 in video range";
+  chooseGrey("Light.jpg", 220);
+  EXPECT_TRUE(turns(kMiddle, kEyes, 205));
+  auto& model = host->appModel();
+  model.onSelectFace(model.faces->at(0).id);
+  EXPECT_TRUE(turns(kMiddle, kEyes, 50));
+  reconnect();
+  EXPECT_TRUE(shows(kLive));
+  EXPECT_TRUE(turns(kMiddle, kEyes, 50)) << "the face rides on the offer";
+  model.onDeleteFace(model.faces->at(0).id);
+  EXPECT_TRUE(turns(kMiddle, kEyes, 205));
+  model.onDeleteFace(model.faces->at(0).id);
+  EXPECT_TRUE(comes([&] { return !settings()["face"]; }));
+  openPanel.chosen = service.folder / "notes.jpg";
+  std::ofstream(*openPanel.chosen) << "no photo";
+  model.onChooseFace();
+  EXPECT_TRUE(shows("Couldn't read that image — try another"));
+}
+
+TEST_F(SwapTest, steersMouthLockEnhancementAndPause) {
+  auto& model = host->appModel();
+  chooseGrey("Dark.jpg", 40);
+  ASSERT_TRUE(turns(kMiddle, kMouth, 50));
+  model.onToggleMouthMask();
+  model.onToggleMouthMask();
+  EXPECT_TRUE(comes([&] {
+    return settings()["mouth_mask"] && std::abs(luma(kMiddle, kMouth) - 50) > 15;
+  })) << "the mouth is the user's own";
+  model.onCalibrate();
+  EXPECT_TRUE(turns(190, 30, 200)) << "the corner of a locked picture";
+  EXPECT_TRUE(settings()["locked"]);
+  model.onClearLock();
+  EXPECT_TRUE(comes([&] { return !settings()["locked"] && std::abs(luma(190, 30) - 200) > 12; }));
+
+  model.onTogglePause();
+  ASSERT_TRUE(comes([&] { return settings()["paused"].get<bool>(); }));
+  EXPECT_TRUE(comes([&] {
+    const auto first = number();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    return first && first == number();
+  })) << "a still";
+  model.onToggleEnhance();
+  mainQueue.advance(2);
+  ASSERT_TRUE(shows(kLive));
+  EXPECT_TRUE(comes([&] { return settings()["paused"] && settings()["enhance"]; }))
+      << "the pause outlives the new session, which enhances";
+  EXPECT_TRUE(turns(163, 300, 160)) << "the border of an enhanced picture";
+  model.onTogglePause();
+  EXPECT_TRUE(comes([&, first = number()] { return number() != first && !settings()["paused"]; }));
+}
+
+TEST_F(SwapTest, mirrorsWhatItFits) {
+  auto& model = host->appModel();
+  model.onTogglePause();
+  ASSERT_TRUE(comes([&] { return settings()["paused"].get<bool>(); }));
+  std::this_thread::sleep_for(std::chrono::seconds(1));  // for the codec to settle on the still
+  const auto distance = [](const PixelBufferRef& one, const PixelBufferRef& other, bool mirrored) {
+    double sum = 0;
+    for (int y = 0; y < 640; ++y)
+      for (int x = 160; x < 1120; ++x) {
+        const auto at = [&](const PixelBufferRef& of, int column) {
+          return of->baseAddressOfPlane(0)[y * of->bytesPerRowOfPlane(0) + column];
+        };
+        sum += std::abs(at(one, x) - at(other, mirrored ? 1279 - x : x));
+      }
+    return sum / (640 * 960);
+  };
+  const auto before = picture();
+  model.onToggleFlip();
+  EXPECT_TRUE(comes([&] { return distance(before, picture(), true) < 3; }));
+  EXPECT_GT(distance(before, picture(), false), 10) << "the pattern is not symmetrical";
+}
+
+/// A camera of nothing but noise, which no cap is too high for.
+class BitrateTest : public SteeredHost {
+ protected:
+  BitrateTest() : SteeredHost({}, std::make_shared<Y4mCamera>(noise(), [](std::string_view) {})) {}
+
+  static std::string noise() {
+    static const TemporaryFolder folder;
+    std::ofstream clip(folder / "noise.y4m", std::ios::binary);
+    clip << "YUV4MPEG2 W640 H360 F30:1 C420jpeg\n";
+    std::minstd_rand random;
+    std::string picture(640 * 360 * 3 / 2, ' ');
+    for (int i = 0; i < 10; ++i) {
+      for (char& sample : picture) sample = static_cast<char>(96 + random() % 64);
+      clip << "FRAME\n" << picture;
+    }
+    return folder / "noise.y4m";
+  }
+
+  /// Bits a second that the service receives, over so many seconds.
+  double bitrate(double seconds) {
+    const auto received = [&] {
+      return service.state()["clients"][0]["received_bytes"].get<double>();
+    };
+    const double before = received();
+    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+    return (received() - before) * 8 / seconds;
+  }
+};
+
+TEST_F(BitrateTest, isHalfWithoutHD) {
+  // What is sent grows to what the cap and the path allow.
+  ASSERT_TRUE(comes([&] { return bitrate(1) > 2.4e6; }));
+  const double hd = bitrate(4);
+  host->appModel().onToggleHD();
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  const double saving = bitrate(4);
+  std::printf("measured: HD %.0f kbps, without %.0f kbps\n", hd / 1000, saving / 1000);
+  EXPECT_NEAR(saving / hd, 0.5, 0.15);
+  EXPECT_LT(saving, 1.7e6);
+}
+
+}  // namespace
+}  // namespace quorvex::test
