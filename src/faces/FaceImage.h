@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "platform/ImageCodec.h"
 
@@ -15,8 +14,5 @@ namespace quorvex {
 [[nodiscard]] std::optional<std::string> encodeFaceImage(const ImageCodec& images,
                                                          const std::string& file, int maxPixelSize,
                                                          double margin);
-
-/// Standard base64, padded, without line breaks.
-[[nodiscard]] std::string base64(std::string_view bytes);
 
 }  // namespace quorvex

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "app/HostFixture.h"
-#include "faces/FaceImage.h"
+#include "platform/Base64.h"
 
 namespace quorvex {
 namespace {
