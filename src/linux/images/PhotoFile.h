@@ -10,7 +10,7 @@ struct _VipsSourceCustom;
 namespace quorvex {
 
 /// A regular file as a source of libvips. It is read and never mapped, for a mapped file that
-/// somebody cuts short meanwhile kills the program; and for ten seconds at most, which ends the
+/// somebody cuts short meanwhile kills the program; and for five seconds at most, which ends the
 /// reading of a file made to take for ever. On any thread, one call at a time.
 class PhotoFile {
  public:
@@ -30,7 +30,7 @@ class PhotoFile {
                            PhotoFile* file);
 
   const std::chrono::steady_clock::time_point deadline =
-      std::chrono::steady_clock::now() + std::chrono::seconds(10);
+      std::chrono::steady_clock::now() + std::chrono::seconds(5);
   int fd;
   std::int64_t length = 0;
   _VipsSource* stream = nullptr;

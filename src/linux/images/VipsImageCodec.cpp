@@ -65,10 +65,11 @@ bool streams(std::string_view loader) {
 
 /// Of a file that may be a photo, judged by its header alone; else none.
 std::optional<int> longerSide(const PhotoFile& file) {
+  if (file.size() > kLargestFile) return {};
   const char* loader = vips_foreign_find_load_source(file.source());
   if (!loader) return {};
   bool held = !streams(loader);
-  if (file.size() > (held ? kLargestFileHeld : kLargestFile)) return {};
+  if (held && file.size() > kLargestFileHeld) return {};
   const ImageRef header(vips_image_new_from_source(file.source(), kWholeFilesOnly, "access",
                                                    VIPS_ACCESS_SEQUENTIAL, nullptr));
   if (!header) return {};
