@@ -42,8 +42,8 @@ struct Leftovers {
   }
 };
 
-/// The library's log may quote a file, so it goes nowhere. Two threads do, for decoding is one
-/// thread's work.
+/// The library's log may quote a file, so it goes nowhere. Two threads do, for decoding, most of
+/// the work, is done by one.
 void startVips() {
   g_log_set_handler(
       "VIPS", G_LOG_LEVEL_MASK, [](auto...) {}, nullptr);
@@ -90,15 +90,13 @@ ImageRef reduced(const PhotoFile& file, int size) {
   return ImageRef(out);
 }
 
-/// By the picture's profile where that is one for such pixels, else by what the pixels are.
-/// Afterwards, not while it is reduced: there a picture without a profile comes out with other
-/// colours.
+/// After the reduction and not in it, where a picture without a profile comes out with other
+/// colours. Where the profile is broken, or one for other pixels, the library takes its own.
 ImageRef inSrgb(const ImageRef& image) {
   VipsImage* out = nullptr;
-  const bool cmyk = vips_image_get_interpretation(image.get()) == VIPS_INTERPRETATION_CMYK;
-  const bool managed = cmyk || vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) != 0;
-  if (!managed || vips_icc_transform(image.get(), &out, "srgb", "embedded", TRUE, "input_profile",
-                                     cmyk ? "cmyk" : "srgb", "depth", 8, nullptr) != 0)
+  if (vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME))
+    vips_icc_transform(image.get(), &out, "srgb", "embedded", TRUE, "depth", 8, nullptr);
+  else
     vips_colourspace(image.get(), &out, VIPS_INTERPRETATION_sRGB, nullptr);
   return ImageRef(out);
 }
