@@ -18,8 +18,9 @@ AppDelegate::AppDelegate(Platform desktop, ServiceEndpoints service)
           platform.clock, platform.systemLog})),
       model(platform.defaults),
       diagnostics(platform.http, platform.clock, endpoints.apiBase),
-      signaling(std::make_shared<SignalingClient>(SignalingClient::Dependencies{
-          platform.mainQueue, platform.http, platform.webSockets, platform.defaults, endpoints})),
+      signaling(std::make_shared<SignalingClient>(
+          SignalingClient::Dependencies{platform.mainQueue, platform.http, platform.webSockets,
+                                        platform.defaults, endpoints, platform.auth.get()})),
       webrtc(std::make_shared<WebRTCClient>(platform.rtcEngine, platform.mainQueue)),
       faceStore(std::make_shared<FaceStore>(platform.defaults, platform.images)) {}
 
@@ -31,6 +32,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   pipeline = makePipeline();
   faces = makeFaceActions();
   controls = makeSwapControls();
+  account = makeAccountActions();
   buildStatusMenu("Starting…");
   const bool relaunched = isSet("RC_RELAUNCHED");
   const bool forced = isSet("RC_FORCE_ACTIVATE") && !relaunched;
@@ -111,6 +113,27 @@ std::shared_ptr<SwapControls> AppDelegate::makeSwapControls() {
   return std::make_shared<SwapControls>(platform.defaults, model, std::move(wiring));
 }
 
+std::shared_ptr<AccountActions> AppDelegate::makeAccountActions() {
+  AccountActions::Callbacks wiring;
+  wiring.buildStatusMenu =
+      weakly(this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
+  wiring.changeSession =
+      weakly(this, [](AppDelegate& self, const std::string& reason, const std::string& status) {
+        self.signaling->clearLastClientID();
+        self.pipeline->rebuildSession(reason, status);
+      });
+  return std::make_shared<AccountActions>(
+      AccountActions::Dependencies{platform.mainQueue, platform.auth, platform.workspace,
+                                   endpoints.webBase},
+      std::move(wiring));
+}
+
+void AppDelegate::wireAccountActions() {
+  model.onSignIn = weakly(this, [](AppDelegate& self) { self.account->signIn(); });
+  model.onSignOut = weakly(this, [](AppDelegate& self) { self.account->signOut(); });
+  model.onManageAccount = weakly(this, [](AppDelegate& self) { self.account->manageAccount(); });
+}
+
 void AppDelegate::wireFaceActions() {
   model.onChooseFace = weakly(this, [](AppDelegate& self) { self.faces->chooseFace(); });
   model.onSelectFace =
@@ -121,6 +144,7 @@ void AppDelegate::wireFaceActions() {
 
 void AppDelegate::wireModelActions() {
   wireFaceActions();
+  wireAccountActions();
   const auto control = [this](void (SwapControls::*change)()) {
     return weakly(this, [change](AppDelegate& self) { ((*self.controls).*change)(); });
   };
@@ -137,6 +161,8 @@ void AppDelegate::wireModelActions() {
 
 void AppDelegate::buildStatusMenu(const std::string& text) {
   model.statusText = text;
+  model.isSignedIn = platform.auth->storedRefreshToken().has_value();
+  model.isSigningIn = platform.auth->isSigningIn();
 }
 
 void AppDelegate::activate(const std::string& status) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "auth/AccountActions.h"
 #include "faces/FaceActions.h"
 #include "faces/SwapControls.h"
 #include "media/WebRTCClient.h"
@@ -43,6 +44,8 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
     RtcEngine& rtcEngine;
     const ImageCodec& images;
     OpenPanel* openPanel;  ///< none where there are no windows
+    std::shared_ptr<AuthManager> auth;
+    Workspace& workspace;
     std::function<std::optional<std::string>(const char* name)> environment;
   };
 
@@ -67,8 +70,10 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void wireWebRTC();
   [[nodiscard]] std::shared_ptr<FaceActions> makeFaceActions();
   [[nodiscard]] std::shared_ptr<SwapControls> makeSwapControls();
+  [[nodiscard]] std::shared_ptr<AccountActions> makeAccountActions();
   void wireModelActions();
   void wireFaceActions();
+  void wireAccountActions();
   void buildStatusMenu(const std::string& text);
   void activate(const std::string& status);
   void handleDeviceMissing(bool relaunched);
@@ -83,6 +88,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::shared_ptr<FaceStore> faceStore;
   std::shared_ptr<FaceActions> faces;
   std::shared_ptr<SwapControls> controls;
+  std::shared_ptr<AccountActions> account;
   std::shared_ptr<Pipeline> pipeline;
 };
 

@@ -42,6 +42,10 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
       camera(std::make_shared<CountingCamera>(makeCamera(setup.options, ledger, logAndNote()),
                                               logAndNote())),
       engine(camera, setup.serviceIsLocal),
+      keyStore(setup.options.demo ? "demo" : setup.endpoints.webBase, logAndNote()),
+      auth(std::make_shared<AuthManager>(AuthManager::Dependencies{mainQueue, clock, http, keyStore,
+                                                                   crypto, listeners, workspace,
+                                                                   setup.endpoints.webBase})),
       delegate(std::make_shared<AppDelegate>(platform(), setup.endpoints)),
       monitor(mainQueue, clock, console, watched()) {
   if (setup.options.reportFile) mainThread.emplace(mainQueue);
@@ -76,6 +80,8 @@ AppDelegate::Platform HostProgram::platform() {
           .rtcEngine = engine,
           .images = images,
           .openPanel = nullptr,
+          .auth = auth,
+          .workspace = workspace,
           .environment = setup.environment};
 }
 
@@ -124,6 +130,34 @@ int HostProgram::run() {
   const bool reported = writeReport();
   std::fputs(("\n" + monitor.summary()).c_str(), stdout);
   return reported && (monitor.hasDelivered() || !setup.options.seconds) ? 0 : 1;
+}
+
+int HostProgram::account(const std::string& command) {
+  if (command == "status") {
+    const bool signedIn = auth->storedRefreshToken().has_value();
+    std::puts(signedIn ? "signed in" : "signed out");
+    return signedIn ? 0 : 1;
+  }
+  if (command == "sign-out") {
+    auth->signOut();
+    return 0;
+  }
+  if (command != "sign-in") {
+    console.note("quorvex-camera: give account sign-in, account sign-out or account status");
+    return kBadOptions;
+  }
+  int code = 0;
+  auth->signIn([this, &code](const std::optional<AuthFailure>& failure) {
+    mainQueue.async([this, &code, failure] {
+      console.note(failure ? "Sign-in failed — try again: " + description(*failure)
+                           : "Signed in ✓");
+      code = failure ? 1 : 0;
+      QCoreApplication::quit();
+    });
+  });
+  console.note("Signing in — finish in your browser…");
+  QCoreApplication::exec();
+  return code;
 }
 
 void HostProgram::quit() {

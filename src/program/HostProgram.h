@@ -7,11 +7,15 @@
 
 #include "app/AppDelegate.h"
 #include "linux/cameras/LatencyProbe.h"
+#include "linux/desktop/DesktopWorkspace.h"
+#include "linux/desktop/SecretServiceKeyStore.h"
 #include "linux/images/VipsImageCodec.h"
 #include "linux/qt/QtDefaults.h"
 #include "linux/qt/QtHttpClient.h"
+#include "linux/qt/QtLoopbackListener.h"
 #include "linux/qt/QtMainQueue.h"
 #include "linux/qt/QtWebSocketClient.h"
+#include "linux/qt/SystemCrypto.h"
 #include "linux/threads/StderrSystemLog.h"
 #include "linux/threads/SteadyClock.h"
 #include "linux/threads/ThreadQueue.h"
@@ -49,6 +53,10 @@ class HostProgram {
   /// when pictures have reached the virtual camera or nobody set a time, else 1.
   int run();
 
+  /// `quorvex-camera account …`, in place of `run`: "sign-in", "sign-out" or "status". The exit
+  /// code: 0 done or signed in, 1 not, 2 no such command.
+  int account(const std::string& command);
+
   /// Takes leave of the service and ends the event loop. Main thread.
   void quit();
 
@@ -78,6 +86,11 @@ class HostProgram {
   std::optional<FaultCommands> faultCommands;
   std::shared_ptr<CountingCamera> camera;
   NativeRtcEngine engine;
+  SecretServiceKeyStore keyStore;
+  SystemCrypto crypto;
+  QtLoopbackListeners listeners;
+  DesktopWorkspace workspace;
+  std::shared_ptr<AuthManager> auth;
   std::shared_ptr<AppDelegate> delegate;
   std::optional<MainThreadWatch> mainThread;  ///< where its findings are asked for
   RunMonitor monitor;

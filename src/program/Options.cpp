@@ -24,6 +24,9 @@ void declare(QCommandLineParser& parser) {
   parser.addPositionalArgument(
       "faces", "list, add FILE, remove ID or use ID: the library of faces, instead of running.",
       "[faces …]");
+  parser.addPositionalArgument(
+      "account", "sign-in, sign-out or status: the user's account, instead of running.",
+      "[account …]");
   parser.addOptions({
       {"demo", "Start the local service on a free port and use it."},
       {"headless", "Run without a window."},
@@ -107,7 +110,8 @@ std::variant<Options, OptionsExit> parseOptions(const std::vector<std::string>& 
   Options options;
   for (const QString& word : parser.positionalArguments())
     options.command.push_back(QFile::encodeName(word).toStdString());
-  if (!options.command.empty() && options.command.front() != "faces")
+  if (!options.command.empty() && options.command.front() != "faces" &&
+      options.command.front() != "account")
     return refused("there is no argument \"" + options.command.front() + "\"");
   options.demo = parser.isSet("demo");
   options.headless = parser.isSet("headless");

@@ -14,7 +14,8 @@ struct Options {
   enum class Camera { automatic, pattern, y4m, device };
   enum class VirtualCamera { automatic, pipewire, embedded };
 
-  /// A command to carry out instead of running the host, "faces" first; empty for none.
+  /// A command to carry out instead of running the host, "faces" or "account" first; empty for
+  /// none.
   std::vector<std::string> command;
   bool demo = false;
   bool headless = false;

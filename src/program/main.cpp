@@ -87,7 +87,8 @@ int main(int argc, char** argv) {
   HostProgram::Setup setup;
   setup.options = std::get<Options>(parsed);
   setup.settingsPath = configFolder() + (setup.options.demo ? "/demo" : "") + "/settings.json";
-  if (!setup.options.command.empty()) return facesCommand(setup);
+  const auto command = setup.options.command;
+  if (!command.empty() && command.front() == "faces") return facesCommand(setup);
   if (const auto problem = cameraProblem(setup.options)) return refuse(*problem);
   const auto configuration = configured(setup.options);
   if (const auto* problem = std::get_if<ConfigurationProblem>(&configuration))
@@ -112,5 +113,6 @@ int main(int argc, char** argv) {
   setup.serviceIsLocal = isLoopback(setup.endpoints.apiBase);
   HostProgram program(std::move(setup), console);
   host = &program;
+  if (!command.empty()) return program.account(command.size() == 2 ? command[1] : "");
   return program.run();
 }

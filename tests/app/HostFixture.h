@@ -5,6 +5,7 @@
 #include <map>
 
 #include "app/AppDelegate.h"
+#include "fakes/FakeAccount.h"
 #include "fakes/FakeCmio.h"
 #include "fakes/FakeEngine.h"
 #include "fakes/FakeImages.h"
@@ -91,12 +92,18 @@ class HostTest : public ::testing::Test {
   FakeEngine engine;
   FakeImages images;
   FakeOpenPanel openPanel;
+  FakeKeyStore keyStore;
+  FakeCrypto crypto;
+  FakeListeners listeners;
+  FakeWorkspace workspace;
+  std::shared_ptr<AuthManager> auth = std::make_shared<AuthManager>(AuthManager::Dependencies{
+      mainQueue, clock, http, keyStore, crypto, listeners, workspace, "https://web.example"});
   std::map<std::string, std::string> environment;
   std::shared_ptr<FakeTrack> track;
   std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
       AppDelegate::Platform{
           mainQueue, [this](const std::string&) { return sinkQueue; }, mainQueue, clock, http,
-          sockets, defaults, systemLog, cmio, engine, images, &openPanel,
+          sockets, defaults, systemLog, cmio, engine, images, &openPanel, auth, workspace,
           [this](const char* name) {
             const auto found = environment.find(name);
             return found == environment.end() ? std::nullopt : std::optional(found->second);

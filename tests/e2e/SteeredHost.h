@@ -7,6 +7,7 @@
 
 #include "app/AppDelegate.h"
 #include "e2e/ServiceRun.h"
+#include "fakes/FakeAccount.h"
 #include "fakes/FakeImages.h"
 #include "fakes/FakeService.h"
 #include "fakes/LogFile.h"
@@ -15,7 +16,9 @@
 #include "linux/images/VipsImageCodec.h"
 #include "linux/qt/NetworkThread.h"
 #include "linux/qt/QtHttpClient.h"
+#include "linux/qt/QtLoopbackListener.h"
 #include "linux/qt/QtWebSocketClient.h"
+#include "linux/qt/SystemCrypto.h"
 #include "linux/threads/ThreadQueue.h"
 #include "linux/vcam/EmbeddedCamera.h"
 #include "linux/vcam/VirtualCameraDevices.h"
@@ -86,6 +89,12 @@ class SteeredHost : public ::testing::Test {
       }};
   VipsImageCodec images;
   FakeOpenPanel openPanel;
+  FakeKeyStore keyStore;
+  SystemCrypto crypto;
+  QtLoopbackListeners listeners;
+  FakeWorkspace workspace;
+  std::shared_ptr<AuthManager> auth = std::make_shared<AuthManager>(AuthManager::Dependencies{
+      mainQueue, clock, http, keyStore, crypto, listeners, workspace, service.bases["web"]});
   ThreadQueue background{"background"};
   std::shared_ptr<CameraProvider> camera;
   NativeRtcEngine engine{camera, true};
@@ -93,7 +102,7 @@ class SteeredHost : public ::testing::Test {
       AppDelegate::Platform{
           mainQueue, [](const std::string& label) { return std::make_shared<ThreadQueue>(label); },
           background, clock, http, sockets, defaults, systemLog, cmio, engine, images, &openPanel,
-          [](const char*) { return std::optional<std::string>(); }},
+          auth, workspace, [](const char*) { return std::optional<std::string>(); }},
       ServiceEndpoints{service.bases["web"], service.bases["api"], service.bases["socket"],
                        "127.0.0.1"});
 };

@@ -47,24 +47,26 @@ class Deadline {
 };
 
 const SecretSchema& schema() {
-  static const SecretSchema it = {
-      "com.tessaly.quorvexcamera",
-      SECRET_SCHEMA_NONE,
-      {{"account", SECRET_SCHEMA_ATTRIBUTE_STRING}, {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
-      0,
-      nullptr,
-      nullptr,
-      nullptr,
-      nullptr,
-      nullptr,
-      nullptr,
-      nullptr};
+  static const SecretSchema it = {"com.tessaly.quorvexcamera",
+                                  SECRET_SCHEMA_NONE,
+                                  {{"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                                   {"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                                   {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
+                                  0,
+                                  nullptr,
+                                  nullptr,
+                                  nullptr,
+                                  nullptr,
+                                  nullptr,
+                                  nullptr,
+                                  nullptr};
   return it;
 }
 
-std::unique_ptr<GHashTable, FreeTable> attributesOf(const std::string& account) {
-  return std::unique_ptr<GHashTable, FreeTable>(
-      secret_attributes_build(&schema(), "account", account.c_str(), nullptr));
+std::unique_ptr<GHashTable, FreeTable> attributesOf(const std::string& account,
+                                                    const std::string& keptFor) {
+  return std::unique_ptr<GHashTable, FreeTable>(secret_attributes_build(
+      &schema(), "account", account.c_str(), "service", keptFor.c_str(), nullptr));
 }
 
 /// kNoError when secrets can be had and kept.
@@ -80,8 +82,9 @@ OSStatus open(const Deadline& deadline, Ref<SecretService>* service,
 
 }  // namespace
 
-SecretServiceKeyStore::SecretServiceKeyStore(std::function<void(std::string_view)> logLine)
-    : log(std::move(logLine)) {}
+SecretServiceKeyStore::SecretServiceKeyStore(std::string keptFor,
+                                             std::function<void(std::string_view)> logLine)
+    : owner(std::move(keptFor)), log(std::move(logLine)) {}
 
 OSStatus SecretServiceKeyStore::SecItemCopyMatching(const std::string& account, std::string* data) {
   const Deadline deadline;
@@ -91,7 +94,7 @@ OSStatus SecretServiceKeyStore::SecItemCopyMatching(const std::string& account, 
     return status;
   GError* error = nullptr;
   const std::unique_ptr<GList, FreeItems> items(
-      secret_collection_search_sync(collection.get(), &schema(), attributesOf(account).get(),
+      secret_collection_search_sync(collection.get(), &schema(), attributesOf(account, owner).get(),
                                     SECRET_SEARCH_LOAD_SECRETS, deadline.get(), &error));
   if (error) {
     g_error_free(error);
@@ -116,8 +119,8 @@ OSStatus SecretServiceKeyStore::SecItemAdd(const std::string& account, const std
     SecretValue* value =
         secret_value_new(data.data(), static_cast<gssize>(data.size()), "text/plain");
     const Ref<SecretItem> item(secret_item_create_sync(
-        collection.get(), &schema(), attributesOf(account).get(), "Quorvex Camera sign-in", value,
-        SECRET_ITEM_CREATE_REPLACE, deadline.get(), nullptr));
+        collection.get(), &schema(), attributesOf(account, owner).get(), "Quorvex Camera sign-in",
+        value, SECRET_ITEM_CREATE_REPLACE, deadline.get(), nullptr));
     secret_value_unref(value);
     if (!item) status = errSecAuthFailed;
   }
@@ -137,7 +140,7 @@ OSStatus SecretServiceKeyStore::SecItemDelete(const std::string& account) {
   if (const OSStatus status = open(deadline, &service, &collection); status != kNoError)
     return status;
   const bool removed = secret_service_clear_sync(
-      service.get(), &schema(), attributesOf(account).get(), deadline.get(), nullptr);
+      service.get(), &schema(), attributesOf(account, owner).get(), deadline.get(), nullptr);
   return removed ? kNoError : errSecItemNotFound;
 }
 

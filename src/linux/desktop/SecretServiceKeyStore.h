@@ -12,8 +12,9 @@ namespace quorvex {
 /// service that does not answer is given up after two seconds.
 class SecretServiceKeyStore : public KeyStore {
  public:
-  /// `log` takes a line when a secret could not be kept; any thread.
-  explicit SecretServiceKeyStore(std::function<void(std::string_view)> log);
+  /// Sees only the secrets that were kept for `service`, a URL or a name. `log` takes a line when a
+  /// secret could not be kept; any thread.
+  SecretServiceKeyStore(std::string service, std::function<void(std::string_view)> log);
 
   [[nodiscard]] OSStatus SecItemCopyMatching(const std::string& account,
                                              std::string* data) override;
@@ -21,6 +22,7 @@ class SecretServiceKeyStore : public KeyStore {
   OSStatus SecItemDelete(const std::string& account) override;
 
  private:
+  const std::string owner;
   const std::function<void(std::string_view)> log;
 };
 
