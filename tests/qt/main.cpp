@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <string_view>
-
-#include "qt/DefaultsWriter.h"
 
 #ifdef __SANITIZE_THREAD__
 /// Qt and what it stands on are not built with the sanitizer, which does not see how they
@@ -16,9 +13,6 @@ extern "C" const char* __tsan_default_suppressions() {
 #endif
 
 int main(int argc, char** argv) {
-  if (argc == 3 && std::string_view(argv[1]) == quorvex::test::kWriteDefaults) {
-    quorvex::test::writeDefaultsForever(argv[2]);
-  }
   testing::InitGoogleTest(&argc, argv);
   QCoreApplication application(argc, argv);
   return RUN_ALL_TESTS();

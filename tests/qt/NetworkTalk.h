@@ -1,0 +1,38 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <future>
+
+#include "linux/qt/QtHttpClient.h"
+#include "platform/WebSocket.h"
+
+namespace quorvex::test {
+
+/// Hands `start` a completion, whose result comes out here. A second call of it would throw.
+template <class Result, class Start>
+std::future<Result> begin(const Start& start) {
+  const auto ended = std::make_shared<std::promise<Result>>();
+  start([ended](Result result) { ended->set_value(std::move(result)); });
+  return ended->get_future();
+}
+
+template <class Result>
+Result await(std::future<Result> future) {
+  if (future.wait_for(std::chrono::seconds(30)) == std::future_status::ready) return future.get();
+  ADD_FAILURE() << "nothing came";
+  std::abort();
+}
+
+inline std::future<HttpResult> send(HttpClient& client, const HttpRequest& request) {
+  return begin<HttpResult>([&](auto done) { client.send(request, done); });
+}
+inline std::future<WebSocketTask::Received> receive(WebSocketTask& task) {
+  return begin<WebSocketTask::Received>([&](auto done) { task.receive(done); });
+}
+inline std::future<std::optional<std::string>> send(WebSocketTask& task, const std::string& text) {
+  return begin<std::optional<std::string>>([&](auto done) { task.send(text, done); });
+}
+
+}  // namespace quorvex::test
