@@ -25,19 +25,6 @@ class PipeWireCameraTest : public ::testing::Test {
     ASSERT_TRUE(eventually([&] { return camera.available(); })) << *camera.whyUnavailable();
   }
 
-  /// Delivers 30 pictures a second, as the device's consumer thread does.
-  std::jthread deliverPictures() {
-    return std::jthread([this](const std::stop_token& stop) {
-      const TestPictures pictures;
-      auto due = std::chrono::steady_clock::now();
-      for (int number = 0; !stop.stop_requested(); ++number) {
-        if (const auto sample = pictures.sample(number % TestPictures::kNumbers))
-          camera.deliver(*sample);
-        std::this_thread::sleep_until(due += std::chrono::microseconds(33333));
-      }
-    });
-  }
-
   /// The pictures that an independent reader is given, without the grey one that it may begin with.
   std::vector<int> numbersRead(RawVideoFormat format, const std::string& caps, int frames) {
     const std::string file = pipeWire.folder / caps;
@@ -58,7 +45,15 @@ class PipeWireCameraTest : public ::testing::Test {
 };
 
 TEST_F(PipeWireCameraTest, reachesReadersOfEachFormatPixelByPixelAndInOrder) {
-  const auto deliveries = deliverPictures();
+  const std::jthread deliveries([&](const std::stop_token& stop) {
+    const TestPictures pictures;
+    auto due = std::chrono::steady_clock::now();
+    for (int number = 0; !stop.stop_requested(); ++number) {
+      if (const auto sample = pictures.sample(number % TestPictures::kNumbers))
+        camera.deliver(*sample);
+      std::this_thread::sleep_until(due += std::chrono::microseconds(33333));
+    }
+  });
   constexpr std::pair<RawVideoFormat, const char*> kOffered[] = {{RawVideoFormat::nv12, "NV12"},
                                                                  {RawVideoFormat::i420, "I420"},
                                                                  {RawVideoFormat::yuy2, "YUY2"}};
@@ -73,41 +68,20 @@ TEST_F(PipeWireCameraTest, reachesReadersOfEachFormatPixelByPixelAndInOrder) {
   }
 }
 
-TEST_F(PipeWireCameraTest, knowsWhetherItIsWatchedAndRepeatsThePictureMeanwhile) {
+TEST_F(PipeWireCameraTest, isListedAsACameraKnowsItsReadersAndRepeatsThePictureForThem) {
+  const std::string file = pipeWire.folder / "dump";
+  ChildProcess dump({"pw-dump", "quorvex_camera"}, "pipewire-bin", file, pipeWire.environment());
+  ASSERT_EQ(dump.exitCode(), 0);
+  std::ifstream text(file);
+  const auto properties = nlohmann::json::parse(text, nullptr, false).at(0)["info"]["props"];
+  EXPECT_EQ(properties["media.class"], "Video/Source");
+  EXPECT_EQ(properties["media.role"], "Camera");
+  EXPECT_EQ(properties["node.description"], "Quorvex Camera");
   EXPECT_FALSE(camera.watched());
   auto reading = std::async([&] { return numbersRead(RawVideoFormat::nv12, "NV12", 3); });
   EXPECT_TRUE(eventually([&] { return camera.watched(); }));
   EXPECT_THAT(reading.get(), ElementsAre(TestPictures::kGrey, TestPictures::kGrey));
   EXPECT_TRUE(eventually([&] { return !camera.watched(); }));
-}
-
-TEST_F(PipeWireCameraTest, isListedAsACamera) {
-  const std::string file = pipeWire.folder / "dump";
-  ChildProcess dump({"pw-dump", "quorvex_camera"}, "pipewire-bin", file, pipeWire.environment());
-  ASSERT_EQ(dump.exitCode(), 0);
-  std::ifstream text(file);
-  const auto node = nlohmann::json::parse(text, nullptr, false).at(0);
-  EXPECT_EQ(node["info"]["props"]["media.class"], "Video/Source");
-  EXPECT_EQ(node["info"]["props"]["media.role"], "Camera");
-  EXPECT_EQ(node["info"]["props"]["node.description"], "Quorvex Camera");
-}
-
-TEST_F(PipeWireCameraTest, comesBackWithADaemonThatWasKilledUnderAReader) {
-  const auto deliveries = deliverPictures();
-  ChildProcess reader({"gst-launch-1.0", "pipewiresrc", "target-object=quorvex_camera", "!",
-                       "video/x-raw", "!", "fakesink"},
-                      "gstreamer1.0-tools", pipeWire.folder / "reader.log", pipeWire.environment());
-  ASSERT_TRUE(eventually([&] { return camera.watched(); }));
-
-  pipeWire.killDaemon();
-  ASSERT_TRUE(eventually([&] { return !camera.available(); }));
-  EXPECT_FALSE(camera.watched());
-  ASSERT_TRUE(eventually([&] {
-    return camera.whyUnavailable().value_or("").find("Connection refused") != std::string::npos;
-  }));
-  pipeWire.startDaemon();
-  ASSERT_TRUE(eventually([&] { return camera.available(); }));
-  EXPECT_GE(numbersRead(RawVideoFormat::nv12, "NV12", 10).size(), 9u);
 }
 
 TEST(PipeWireCamera, saysWhereNoDaemonAnswersAndWhatMendsIt) {

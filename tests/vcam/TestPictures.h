@@ -5,7 +5,6 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
-#include <span>
 #include <vector>
 
 #include "linux/vcam/RawVideo.h"
@@ -30,35 +29,30 @@ class TestPictures {
   [[nodiscard]] std::optional<CMSampleBuffer> sample(int number) const {
     PixelBufferRef image;
     if (CVPixelBufferPoolCreatePixelBuffer(pool, &image) != kNoError) return {};
-    const auto row = [&](int plane, int y) {
-      return image->baseAddressOfPlane(plane) + y * image->bytesPerRowOfPlane(plane);
-    };
-    for (int y = 0; y < image->height(); ++y)
-      for (int x = 0; x < image->width(); ++x) {
-        row(0, y)[x] = value(0, x, y, number);
-        if (y % 2 == 0) row(1, y / 2)[x] = value(1 + x % 2, x / 2, y / 2, number);
-      }
-    return CMSampleBuffer{image,
-                          {image->pixelFormat(), image->width(), image->height()},
-                          {{1, 30}, {number, 30}, {}}};
+    const int width = image->width(), height = image->height();
+    for (int y = 0; y < height * 3 / 2; ++y) {
+      const int plane = y >= height, row = y - plane * height;
+      auto* bytes = image->baseAddressOfPlane(plane) + row * image->bytesPerRowOfPlane(plane);
+      for (int x = 0; x < width; ++x)
+        bytes[x] = plane ? pair(x, row, number) : value(0, x, y, number);
+    }
+    return CMSampleBuffer{
+        image, {image->pixelFormat(), width, height}, {{1, 30}, {number, 30}, {}}};
   }
 
-  [[nodiscard]] static int numberIn(std::span<const std::uint8_t> frame, RawVideoFormat format) {
-    for (int number = kGrey; number < kNumbers && !frame.empty(); ++number)
-      if (value(0, 0, 0, number) == frame[0] && std::ranges::equal(frame, bytes(number, format)))
-        return number;
+  [[nodiscard]] static int numberIn(const Bytes& frame, RawVideoFormat format) {
+    for (int number = kGrey; number < kNumbers; ++number)
+      if (value(0, 0, 0, number) == frame[0] && frame == bytes(number, format)) return number;
     return kGarbled;
   }
 
   /// Of all the pictures in a file, one after the other.
   [[nodiscard]] static std::vector<int> numbersIn(const std::string& path, RawVideoFormat format) {
     std::ifstream file(path, std::ios::binary);
-    const Bytes content{std::istreambuf_iterator<char>(file), {}};
     std::vector<int> numbers;
-    for (std::span<const std::uint8_t> rest(content); !rest.empty();) {
-      const auto size = std::min(rawVideoBytes(format), rest.size());
-      numbers.push_back(numberIn(rest.first(size), format));
-      rest = rest.subspan(size);
+    for (Bytes frame(rawVideoBytes(format)); file.peek() != EOF;) {
+      file.read(reinterpret_cast<char*>(frame.data()), static_cast<std::streamsize>(frame.size()));
+      numbers.push_back(file ? numberIn(frame, format) : kGarbled);
     }
     return numbers;
   }
@@ -70,22 +64,23 @@ class TestPictures {
     return static_cast<std::uint8_t>(
         16 + (x * (3 + plane) + y * (5 - plane) + number * 7 + plane * 50) % kNumbers);
   }
+  /// Of a row in which Cb and Cr take turns.
+  static std::uint8_t pair(int x, int y, int number) { return value(1 + x % 2, x / 2, y, number); }
 
   static Bytes bytes(int number, RawVideoFormat format) {
     constexpr int kWidth = kVirtualCameraWidth;
     constexpr int kHeight = kVirtualCameraHeight;
-    const bool packed = format == RawVideoFormat::yuy2;
     Bytes out;
     for (int y = 0; y < kHeight; ++y)
       for (int x = 0; x < kWidth; ++x) {
         out.push_back(value(0, x, y, number));
-        if (packed) out.push_back(value(1 + x % 2, x / 2, y / 2, number));
+        if (format == RawVideoFormat::yuy2) out.push_back(pair(x, y / 2, number));
       }
     for (int y = 0; y < kHeight / 2 && format == RawVideoFormat::nv12; ++y)
-      for (int x = 0; x < kWidth; ++x) out.push_back(value(1 + x % 2, x / 2, y, number));
+      for (int x = 0; x < kWidth; ++x) out.push_back(pair(x, y, number));
     for (int plane = 1; plane <= 2 && format == RawVideoFormat::i420; ++plane)
-      for (int y = 0; y < kHeight / 2; ++y)
-        for (int x = 0; x < kWidth / 2; ++x) out.push_back(value(plane, x, y, number));
+      for (int i = 0; i < kHeight / 2 * kWidth / 2; ++i)
+        out.push_back(value(plane, i % (kWidth / 2), i / (kWidth / 2), number));
     return out;
   }
 
