@@ -13,14 +13,10 @@
 namespace quorvex {
 
 struct CaughtFrame {
-  int width = 0;
-  int height = 0;
+  int width = 0, height = 0;
   std::int64_t captureTime = 0;
   int middleLuma = 0;  ///< the middle row's mean
-  std::uint8_t firstLuma = 0;
-  std::uint8_t lastLuma = 0;
-  std::uint8_t firstU = 0;
-  std::uint8_t lastV = 0;
+  std::uint8_t firstLuma = 0, lastLuma = 0, firstU = 0, lastV = 0;
   std::optional<std::uint32_t> number;
 };
 

@@ -20,26 +20,21 @@ TEST(V4l2Camera, saysWhyAPathIsNoCameraAndLogsItOnce) {
   const test::TemporaryFolder folder;
   std::ofstream(folder / "file") << "no camera";
   ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
-  for (const std::string& path :
-       {folder / "file", folder / "fifo", folder / "", std::string("/dev/null")}) {
-    const std::string problem = path + " is no video device: name one like /dev/video0";
-    EXPECT_EQ(V4l2Camera::problemWith(path), problem);
+  const std::string none = " is no video device: name one like /dev/video0";
+  for (const auto& [path, why] : {std::pair{folder / "file", none},
+                                  {folder / "fifo", none},
+                                  {folder / "", none},
+                                  {"/dev/null", none},
+                                  {"/dev/video987", " is not there: plug the camera in"}}) {
+    EXPECT_EQ(V4l2Camera::problemWith(path), path + why);
     CaughtFrames caught;
     V4l2Camera camera(caught.log(), path);
     EXPECT_TRUE(camera.captureDevices().empty());
     EXPECT_TRUE(camera.captureDevices().empty());
     EXPECT_TRUE(camera.supportedFormats({path, "file"}).empty());
-    EXPECT_EQ(caught.waitForLines(0), std::vector{problem});
+    EXPECT_EQ(caught.waitForLines(0), std::vector{path + why});
+    EXPECT_EQ(caught.start(camera, {path, "Gone"}, {1280, 720, V4L2_PIX_FMT_YUYV, {}}), path + why);
   }
-}
-
-TEST(V4l2Camera, completesTheStartOfAnAbsentCameraWithTheReason) {
-  const std::string problem = "/dev/video987 is not there: plug the camera in";
-  EXPECT_EQ(V4l2Camera::problemWith("/dev/video987"), problem);
-  CaughtFrames caught;
-  V4l2Camera camera(caught.log());
-  EXPECT_EQ(caught.start(camera, {"/dev/video987", "Gone"}, {1280, 720, V4L2_PIX_FMT_YUYV, {}}),
-            problem);
 }
 
 /// A picture as ffmpeg writes it in another format.

@@ -62,7 +62,6 @@ class Y4mCameraTest : public testing::Test {
 TEST_F(Y4mCameraTest, playsEverySamplingAsI420AtOddSizesToo) {
   for (const auto& [parameter, chroma] : {std::pair{"", 11 * 8},
                                           {" C420jpeg", 11 * 8},
-                                          {" C420mpeg2", 11 * 8},
                                           {" C420paldv", 11 * 8},
                                           {" C422", 11 * 15},
                                           {" C444", 21 * 15},
@@ -83,12 +82,9 @@ TEST_F(Y4mCameraTest, playsEverySamplingAsI420AtOddSizesToo) {
   }
 }
 
-TEST_F(Y4mCameraTest, leavesOutFramesOfAFasterFile) {
-  const auto frames = play(kHeader + frame('a') + frame('b') + frame('c') + frame('d'), 4, 60);
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(frames[i].firstLuma, i % 2 ? 'c' : 'a');
-}
-
-TEST_F(Y4mCameraTest, playsUpToTheLastWholeFrameAndSaysSoOnce) {
+TEST_F(Y4mCameraTest, leavesOutFramesOfAFasterFileAndPlaysUpToTheLastWholeOneSayingSoOnce) {
+  const auto rare = play(kHeader + frame('a') + frame('b') + frame('c') + frame('d'), 4, 60);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(rare[i].firstLuma, i % 2 ? 'c' : 'a');
   const auto frames = play(kHeader + frame('a') + frame('b') + "FRAME\ncut", 7);
   for (int i = 0; i < 7; ++i) EXPECT_EQ(frames[i].firstLuma, i % 2 ? 'b' : 'a');
   EXPECT_THAT(caught.waitForLines(1), ElementsAre(HasSubstr(path)));
