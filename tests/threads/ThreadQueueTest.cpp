@@ -1,10 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <future>
-#include <vector>
 
 #include "fakes/AllocationCounter.h"
 #include "linux/threads/ThreadQueue.h"
@@ -15,92 +12,70 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kDeadline{20};
-
-/// Waits until everything handed over so far has run.
-void settle(DispatchQueue& queue) {
-  std::promise<void> reached;
-  auto whenReached = reached.get_future();
-  queue.async([reached = std::move(reached)]() mutable { reached.set_value(); });
-  ASSERT_EQ(whenReached.wait_for(kDeadline), std::future_status::ready);
+void await(const std::future<void>& reached) {
+  ASSERT_EQ(reached.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+}
+void await(std::promise<void>& reached) {
+  await(reached.get_future());
 }
 
-/// Keeps the queue busy until it is destroyed.
-class Gate {
- public:
-  explicit Gate(DispatchQueue& queue) {
-    queue.async([opened = open.get_future()]() mutable { opened.wait(); });
-  }
-  ~Gate() { open.set_value(); }
-
- private:
-  std::promise<void> open;
-};
-
 TEST(ThreadQueue, runsTheTasksOfEachCallerOneAtATimeAndInTheirOrder) {
-  constexpr int kCallers = 4;
   constexpr int kTasks = 5000;
   ThreadQueue queue("order");
-  std::vector<std::vector<int>> seen(kCallers);
+  std::vector<std::vector<int>> seen(4);
   int total = 0;  // not atomic: only one task runs at a time
-  std::vector<std::thread> callers;
-  for (int caller = 0; caller < kCallers; ++caller) {
-    callers.emplace_back([&, caller] {
-      for (int i = 0; i < kTasks; ++i) {
-        queue.async([&, caller, i] {
-          seen[caller].push_back(i);
-          ++total;
-        });
-      }
+  std::vector<std::jthread> callers;
+  for (auto& mine : seen)
+    callers.emplace_back([&] {
+      for (int i = 0; i < kTasks; ++i) queue.async([&, i] { mine.push_back(i), ++total; });
     });
-  }
-  for (auto& caller : callers) caller.join();
-  settle(queue);
-  EXPECT_EQ(total, kCallers * kTasks);
+  callers.clear();
+  std::promise<void> end;
+  const auto reached = end.get_future();
+  queue.async([end = std::move(end)]() mutable { end.set_value(); });
+  await(reached);
+  EXPECT_EQ(total, 4 * kTasks);
   for (const auto& order : seen) EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
 TEST(ThreadQueue, allocatesNothingForASmallTaskOnceItHasGrown) {
+  int ran = 0, before = 0, after = 0;
+  std::promise<void> gates[2], ends[2];  // outlive the queue
   ThreadQueue queue("warm");
-  int ran = 0;
-  const auto burst = [&] {
-    Gate gate(queue);
-    for (int i = 0; i < 1000; ++i) queue.async([&ran] { ++ran; });
-  };
-  burst();
-  settle(queue);
-  std::size_t before = 0;
-  std::size_t after = 0;
-  {
-    Gate gate(queue);
+  for (const int burst : {0, 1}) {
+    queue.async([&, burst] { gates[burst].get_future().wait(); });
     before = allocationCount();
     for (int i = 0; i < 1000; ++i) queue.async([&ran] { ++ran; });
-    queue.async([&after] { after = allocationCount(); });
+    queue.async([&, burst] {
+      after = allocationCount();
+      ends[burst].set_value();
+    });
+    gates[burst].set_value();
+    await(ends[burst]);
   }
-  settle(queue);
   EXPECT_EQ(ran, 2000);
-  EXPECT_LE(after - before, 2u) << "the promise of the gate is set in between";
+  EXPECT_LE(after - before, 2) << "the promise of the gate is set in between";
 }
 
 TEST(ThreadQueue, runsTimersNotBeforeTheirTimeAndInTheOrderOfTheirTimes) {
   std::vector<int> order;
-  std::promise<steady_clock::duration> last;
+  std::promise<void> last;
   ThreadQueue queue("timers");
   const auto start = steady_clock::now();
   const auto past = queue.after(Seconds{-1}, [&] { order.push_back(1); });
+  steady_clock::duration elapsed{};
   const auto late = queue.after(Seconds{0.3}, [&] {
     order.push_back(3);
-    last.set_value(steady_clock::now() - start);
+    elapsed = steady_clock::now() - start;
+    last.set_value();
   });
   const auto early = queue.after(Seconds{0.01}, [&] { order.push_back(2); });
-  auto elapsed = last.get_future();
-  ASSERT_EQ(elapsed.wait_for(kDeadline), std::future_status::ready);
-  EXPECT_GE(elapsed.get(), milliseconds{300});
+  await(last);
+  EXPECT_GE(elapsed, milliseconds{300});
   EXPECT_THAT(order, testing::ElementsAre(1, 2, 3));
 }
 
 TEST(ThreadQueue, repeatsWithoutDriftWhateverItsTaskTakes) {
-  constexpr int kTurns = 20;
   const auto run = [] {
     std::promise<void> done;
     int turns = 0;
@@ -108,9 +83,9 @@ TEST(ThreadQueue, repeatsWithoutDriftWhateverItsTaskTakes) {
     const auto start = steady_clock::now();
     const auto timer = queue.every(Seconds{0.01}, Seconds{0.01}, [&] {
       std::this_thread::sleep_for(milliseconds{4});
-      if (++turns == kTurns) done.set_value();
+      if (++turns == 20) done.set_value();
     });
-    done.get_future().wait();
+    await(done);
     return steady_clock::now() - start;
   };
   // A busy machine may make it miss turns, but drift would add 80 ms each time.
@@ -121,22 +96,18 @@ TEST(ThreadQueue, repeatsWithoutDriftWhateverItsTaskTakes) {
 
 TEST(ThreadQueue, letsATimerBeDestroyedInsideItsOwnTask) {
   int turns = 0;
-  std::promise<void> destroyed;
   std::promise<void> end;
   ThreadQueue queue("inside");
-  std::unique_ptr<Timer> timer;
+  std::unique_ptr<Timer> timer, last;
   queue.async([&] {
     timer = queue.every(Seconds{0}, Seconds{0.001}, [&, big = std::vector<int>(100)] {
       timer.reset();
       turns += static_cast<int>(big.size());
-      destroyed.set_value();
+      last = queue.after(Seconds{0.02}, [&] { end.set_value(); });
     });
   });
-  ASSERT_EQ(destroyed.get_future().wait_for(kDeadline), std::future_status::ready);
-  const auto later = queue.after(Seconds{0.01}, [&] { turns *= 10; });
-  const auto last = queue.after(Seconds{0.02}, [&] { end.set_value(); });
-  end.get_future().wait();
-  EXPECT_EQ(turns, 1000);
+  await(end);
+  EXPECT_EQ(turns, 100);
 }
 
 TEST(ThreadQueue, takesTimersFromManyThreadsThatComeAndGo) {
@@ -144,19 +115,16 @@ TEST(ThreadQueue, takesTimersFromManyThreadsThatComeAndGo) {
   std::atomic<int> ran = 0;
   {
     ThreadQueue queue("storm");
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 4; ++t)
       threads.emplace_back([&, t] {
         std::vector<std::unique_ptr<Timer>> held;
         for (int i = 0; i < 500 || ran < 100; ++i) {
-          const Seconds delay{1e-5 * ((i * 7 + t) % 20)};
-          held.push_back(i % 2 ? queue.every(delay, Seconds{1e-4}, [&ran, captured] { ++ran; })
-                               : queue.after(delay, [&ran, captured] { ++ran; }));
+          const Seconds delay{1e-5 * ((i * 7 + t) % 20)}, interval{i % 2 * 1e-4};
+          held.push_back(queue.every(delay, interval, [&ran, captured] { ++ran; }));
           if (held.size() > 10) held.erase(held.begin());
         }
       });
-    }
-    for (auto& thread : threads) thread.join();
   }
   EXPECT_EQ(captured.use_count(), 1);
 }
@@ -164,8 +132,8 @@ TEST(ThreadQueue, takesTimersFromManyThreadsThatComeAndGo) {
 TEST(ThreadQueue, finishesTheRunningTaskAndDropsTheOthersWhenDestroyed) {
   std::promise<void> begun;
   bool finished = false;
-  bool ranLater = false;
-  auto captured = std::make_shared<int>();
+  const auto captured = std::make_shared<int>();
+  const auto fail = [captured] { ADD_FAILURE() << "ran after the end"; };
   std::unique_ptr<Timer> outlivesTheQueue;
   {
     ThreadQueue queue("end");
@@ -174,30 +142,28 @@ TEST(ThreadQueue, finishesTheRunningTaskAndDropsTheOthersWhenDestroyed) {
       std::this_thread::sleep_for(milliseconds{20});
       finished = true;
     });
-    queue.async([&ranLater, captured] { ranLater = true; });
-    outlivesTheQueue = queue.after(Seconds{100}, [&ranLater, captured] { ranLater = true; });
-    begun.get_future().wait();
+    queue.async(fail);
+    outlivesTheQueue = queue.after(Seconds{100}, fail);
+    await(begun);
   }
   outlivesTheQueue.reset();
   EXPECT_TRUE(finished);
-  EXPECT_FALSE(ranLater);
-  EXPECT_EQ(captured.use_count(), 1);
+  EXPECT_EQ(captured.use_count(), 2);
 }
 
 TEST(ThreadQueue, mayBeLetGoInsideOneOfItsOwnTasks) {
-  std::promise<void> lettingGo;
-  std::promise<void> ended;
-  auto whenEnded = ended.get_future();
+  std::promise<void> lettingGo, ending;
+  const auto ended = ending.get_future();
   auto queue = std::make_shared<ThreadQueue>("last owner");
   queue->async(
-      [owner = queue, whenAlone = lettingGo.get_future(), ended = std::move(ended)]() mutable {
-        whenAlone.wait();
+      [owner = queue, alone = lettingGo.get_future(), ending = std::move(ending)]() mutable {
+        alone.wait();
         owner.reset();
-        ended.set_value();
+        ending.set_value();
       });
   queue.reset();
   lettingGo.set_value();
-  EXPECT_EQ(whenEnded.wait_for(kDeadline), std::future_status::ready);
+  await(ended);
 }
 
 }  // namespace
