@@ -60,19 +60,18 @@ class SignalingClientTest : public ::testing::Test {
         outcome = std::get<SignalingError>(result).localizedDescription;
     });
     queue.run();
-    if (!http.pending.empty()) reply();
+    if (!http.pending.empty()) {
+      const auto asked = http.take("api/session-token");
+      lastBody = asked.request.body.value_or("");
+      asked.completion(answer);
+    }
     queue.run();
     return outcome;
   }
-  void reply() {
-    auto asked = http.take("api/session-token");
-    lastBody = asked.request.body.value_or("");
-    asked.completion(answer);
-  }
-  void open(const std::string& clientID = "c1") {
+  void open() {
     mint();
     client->connectStatusSocket();
-    say(R"({"type":"identity","client_id":")" + clientID + "\"}");
+    say(R"({"type":"identity","client_id":"c1"})");
     listener->take();
   }
   void say(const std::string& text, WebSocketMessage::Kind kind = WebSocketMessage::Kind::text) {
@@ -108,21 +107,15 @@ class SignalingClientTest : public ::testing::Test {
 TEST_F(SignalingClientTest, mintsADeviceSessionAndSendsTheServicesIdFromThenOn) {
   defaults.values["rc.deviceIdentifier.v1"] = "";
   EXPECT_EQ(mint(), "device u1 quorvex -");
-  const auto first = Json::parse(lastBody)["device_id"].get<std::string>();
-  EXPECT_THAT(first, ::testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-"
-                                             "[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
-  mint();
-  EXPECT_EQ(Json::parse(lastBody)["device_id"], "u1");
-  EXPECT_THAT(log.lines(), Contains("signaling: minted token type=device brand=quorvex"));
-}
-
-TEST_F(SignalingClientTest, readsTheBrandOutOfTheToken) {
+  EXPECT_THAT(Json::parse(lastBody)["device_id"].get<std::string>(),
+              ::testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-"
+                                      "[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
   answer = ok(R"({"token":")" + kAcmeToken + R"(","user_uuid":"u"})");
   EXPECT_EQ(mint(), "device u acme -");
-  EXPECT_EQ(brandClaim("eyJicmFuZF9pZCI6ImFjbWUifQ"), std::nullopt);
-  EXPECT_EQ(brandClaim("e30.x"), std::nullopt);
-  EXPECT_EQ(brandClaim("!!!!.x"), std::nullopt);
-  EXPECT_EQ(brandClaim("."), std::nullopt);
+  EXPECT_EQ(Json::parse(lastBody)["device_id"], "u1");
+  EXPECT_THAT(log.lines(), Contains("signaling: minted token type=device brand=quorvex"));
+  for (const char* none : {"eyJicmFuZF9pZCI6ImFjbWUifQ", "e30.x", "!!!!.x", "."})
+    EXPECT_EQ(brandClaim(none), std::nullopt);
 }
 
 TEST_F(SignalingClientTest, saysWhyTheServiceGrantedNoSession) {
@@ -174,18 +167,15 @@ TEST_F(SignalingClientTest, opensTheSocketWithTokenAndIdsAndAnswersIdentity) {
 
 TEST_F(SignalingClientTest, routesWhatTheServiceSays) {
   open();
-  EXPECT_THAT(heard(R"({"type":"control","action":"start_connection"})"), ElementsAre("promote"));
-  EXPECT_THAT(heard(R"({"type":"control","action":"dance"})"), ElementsAre("message control"));
-  EXPECT_THAT(heard(R"({"type":"status_update","status":"queued","position":3})"),
-              ElementsAre("queued 3/-1"));
-  EXPECT_THAT(heard(R"({"type":"status_update","status":"queued","position":3.5,
-                        "total_in_queue":9})"),
-              ElementsAre("queued -1/9"));
-  EXPECT_THAT(heard(R"({"type":"status_update","status":"lost"})"),
-              ElementsAre("message status_update"));
-  EXPECT_THAT(heard(R"({"type":"error","error_type":"PAUSE_TIMEOUT"})"),
-              ElementsAre("fail PAUSE_TIMEOUT"));
-  EXPECT_THAT(heard(R"({"type":"error"})"), ElementsAre("message error"));
+  for (const auto& [text, expected] :
+       {std::pair{R"("control","action":"start_connection"})", "promote"},
+        {R"("control","action":"dance"})", "message control"},
+        {R"("status_update","status":"queued","position":3})", "queued 3/-1"},
+        {R"("status_update","status":"queued","position":3.5,"total_in_queue":9})", "queued -1/9"},
+        {R"("status_update","status":"lost"})", "message status_update"},
+        {R"("error","error_type":"PAUSE_TIMEOUT"})", "fail PAUSE_TIMEOUT"},
+        {R"("error"})", "message error"}})
+    EXPECT_THAT(heard("{\"type\":" + std::string(text)), ElementsAre(expected));
   say(R"({"type":"fps_suggestion","fps":15})", WebSocketMessage::Kind::binary);
   EXPECT_THAT(listener->take(), ElementsAre("message fps_suggestion"));
   for (const char* nonsense : {"", "[]", "{}", "{\"type\":7}", "\xff", "{\"type\":\"x\""})
@@ -228,48 +218,40 @@ TEST_F(SignalingClientTest, ignoresASocketThatHasBeenReplacedOrDropped) {
   EXPECT_THAT(listener->take(), IsEmpty());
 }
 
-TEST_F(SignalingClientTest, sendsSettingsOnlyToAServiceThatKnowsIt) {
+TEST_F(SignalingClientTest, sendsNothingToAServiceThatDoesNotKnowItAndNoSecretToTheLog) {
+  answer = ok(R"({"token":"sekret.token","user_uuid":"u1"})");
   mint();
   client->connectStatusSocket();
   client->sendConfig({{"paused", true}});
+  client->sendIceCandidate({"early", {}, 0});
+  queue.run();
   EXPECT_THAT(sockets.last().sent, IsEmpty());
+  EXPECT_TRUE(http.pending.empty());
   open();
   sockets.last().sent.clear();
   sockets.last().sendError = "broken pipe";
   client->sendConfig({{"paused", true}});
   client->sendControl("calibrate");
+  client->sendIceCandidate({"candidate:1", std::nullopt, 0});
+  client->postOffer("v=0 sekret-sdp", Json{{"enhance", false}}, [](auto) {});
+  queue.run();
   ASSERT_EQ(sockets.last().sent.size(), 2u);
   EXPECT_EQ(Json::parse(sockets.last().sent[0]),
             Json::parse(R"({"type":"config_update","client_id":"c1","config":{"paused":true}})"));
   EXPECT_EQ(Json::parse(sockets.last().sent[1]),
             Json::parse(R"({"type":"calibrate","client_id":"c1"})"));
-  EXPECT_THAT(log.lines(), Contains("signaling: WS send error: broken pipe"));
-}
-
-TEST_F(SignalingClientTest, postsOffersAndCandidatesInTheSessionsName) {
-  client->sendIceCandidate({"early", {}, 0});
-  queue.run();
-  EXPECT_TRUE(http.pending.empty());
-  open();
-  client->sendIceCandidate({"candidate:1", std::nullopt, 0});
-  client->postOffer("v=0", Json{{"enhance", false}}, [](auto) {});
-  queue.run();
-  const auto offer = http.take("/ws/offer").request;
-  EXPECT_EQ(offer.url, "https://api.example/ws/offer");
-  EXPECT_EQ(offer.headers.at("X-Brand-Id"), "quorvex");
-  EXPECT_EQ(offer.headers.at("Authorization"), "Bearer t.x");
-  EXPECT_EQ(Json::parse(*offer.body), Json::parse(R"({"sdp":"v=0","type":"offer","client_id":"c1",
-      "token":"t.x","face_swap_config":{"enhance":false}})"));
   EXPECT_EQ(Json::parse(*http.take("/ws/ice-candidate").request.body),
             Json::parse(R"({"candidate":{"candidate":"candidate:1","sdpMid":null,
                 "sdpMLineIndex":0},"client_id":"c1"})"));
-}
-
-TEST_F(SignalingClientTest, keepsTokensAndDescriptionsOutOfTheLog) {
-  answer = ok(R"({"token":"sekret.token","user_uuid":"u1"})");
-  open();
-  client->postOffer("v=0 sekret-sdp", {}, [](auto) {});
-  http.reply("/ws/offer", 200, R"({"sdp":"sekret-answer"})");
+  const auto offer = http.take("/ws/offer");
+  EXPECT_EQ(offer.request.url, "https://api.example/ws/offer");
+  EXPECT_EQ(offer.request.headers.at("X-Brand-Id"), "quorvex");
+  EXPECT_EQ(offer.request.headers.at("Authorization"), "Bearer sekret.token");
+  EXPECT_EQ(Json::parse(*offer.request.body),
+            Json::parse(R"({"sdp":"v=0 sekret-sdp","type":"offer","client_id":"c1",
+                "token":"sekret.token","face_swap_config":{"enhance":false}})"));
+  offer.completion(ok(R"({"sdp":"sekret-answer"})"));
+  EXPECT_THAT(log.lines(), Contains("signaling: WS send error: broken pipe"));
   EXPECT_EQ(log.text().find("sekret"), std::string::npos) << log.text();
 }
 
