@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <deque>
 #include <map>
 #include <memory>
@@ -28,13 +29,12 @@ class FakeHttp : public HttpClient {
 
   /// Takes the oldest request whose URL ends with `path`.
   Pending take(const std::string& path) {
-    for (auto at = pending.begin(); at != pending.end(); ++at) {
-      if (!at->request.url.ends_with(path)) continue;
-      Pending taken = std::move(*at);
-      pending.erase(at);
-      return taken;
-    }
-    throw std::runtime_error("nobody has asked for " + path);
+    const auto at = std::find_if(pending.begin(), pending.end(),
+                                 [&](const auto& one) { return one.request.url.ends_with(path); });
+    if (at == pending.end()) throw std::runtime_error("nobody has asked for " + path);
+    Pending taken = std::move(*at);
+    pending.erase(at);
+    return taken;
   }
 
   void reply(const std::string& path, int status, std::optional<std::string> body,
@@ -52,7 +52,7 @@ class FakeSocket : public WebSocketTask {
  public:
   explicit FakeSocket(WebSocketRequest opened) : request(std::move(opened)) {}
 
-  void resume() override { resumed = true; }
+  void resume() override {}
   void receive(std::function<void(Received)> completion) override {
     waiting = std::move(completion);
   }
@@ -78,7 +78,6 @@ class FakeSocket : public WebSocketTask {
   std::vector<std::string> sent;
   std::optional<std::string> sendError;
   std::optional<int> cancelledWith;
-  bool resumed = false;
   int code = 0;
 };
 

@@ -1,13 +1,11 @@
 #pragma once
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "log/HostLog.h"
+#include "support/TemporaryFolder.h"
 
 namespace quorvex {
 
@@ -15,15 +13,10 @@ namespace quorvex {
 class LogFile {
  public:
   LogFile() {
-    char name[] = "/tmp/quorvex-test-log-XXXXXX";
-    ::close(::mkstemp(name));
-    path = name;
+    std::ofstream created(path);
     setHostLogPath(path);
   }
-  ~LogFile() {
-    ::unlink(path.c_str());
-    setHostLogPath("/dev/null");
-  }
+  ~LogFile() { setHostLogPath("/dev/null"); }
 
   /// The messages since the last call, without time and tag.
   std::vector<std::string> lines() {
@@ -43,7 +36,11 @@ class LogFile {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  std::string path;
+ private:
+  const test::TemporaryFolder folder;
+
+ public:
+  const std::string path = folder / "log";
 
  private:
   std::streamoff offset = 0;

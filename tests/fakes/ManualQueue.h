@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <deque>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -69,8 +67,7 @@ class ManualQueue : public DispatchQueue {
 
  private:
   struct Entry {
-    double due;
-    double interval;
+    double due, interval;
     std::function<void()> task;
     bool cancelled = false;
   };
@@ -90,7 +87,7 @@ class ManualQueue : public DispatchQueue {
     std::lock_guard hold(mutex);
     if (tasks.empty()) return {};
     Task task = std::move(tasks.front());
-    tasks.pop_front();
+    tasks.erase(tasks.begin());
     return task;
   }
 
@@ -104,7 +101,7 @@ class ManualQueue : public DispatchQueue {
 
   VirtualClock& clock;
   std::mutex mutex;
-  std::deque<Task> tasks;  // by mutex
+  std::vector<Task> tasks;  // by mutex; allocates nothing once it has grown
   std::vector<std::shared_ptr<Entry>> entries;
 };
 

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 #include <string>
 
-#include "fakes/AllocationCounter.h"
 #include "fakes/Pictures.h"
 #include "sink/FrameFitter.h"
 #include "sink/PlaneScaler.h"
@@ -60,14 +60,14 @@ double worstError(const PixelBuffer& in, const PixelBuffer& out, PixelRect rect,
   return worst;
 }
 
-struct Pixel {
-  int y, u, v;
-};
-Pixel at(const PixelBuffer& buffer, int x, int row) {
+/// The samples of Y, Cb and Cr there.
+std::array<int, 3> at(const PixelBuffer& buffer, int x, int row) {
   const auto* pair =
       buffer.baseAddressOfPlane(1) + row / 2 * buffer.bytesPerRowOfPlane(1) + x / 2 * 2;
   return {buffer.baseAddressOfPlane(0)[row * buffer.bytesPerRowOfPlane(0) + x], pair[0], pair[1]};
 }
+
+constexpr std::array kBlack{16, 128, 128};
 
 TEST(AspectFit, centresTheWholeFrame) {
   const auto fit = [](int w, int h) { return aspectFit(w, h, 1280, 720); };
@@ -97,21 +97,11 @@ TEST(FrameFitter, givesEachPixelTheMeanOfWhatItCovers) {
       const double limit = rect.height == height ? 0 : height < 10 * rect.height ? 1.5 : 2.5;
       EXPECT_LE(worstError(*in, *out, rect, flipped), limit);
       if (rect.x > 0) {
-        const Pixel left = at(*out, rect.x - 1, 300), right = at(*out, rect.x + rect.width, 719);
-        EXPECT_EQ(left.y + left.u + left.v, 16 + 128 + 128);
-        EXPECT_EQ(right.y + right.u + right.v, 16 + 128 + 128);
+        EXPECT_EQ(at(*out, rect.x - 1, 300), kBlack);
+        EXPECT_EQ(at(*out, rect.x + rect.width, 719), kBlack);
       }
     }
   }
-}
-
-TEST(FrameFitter, allocatesNothingForASteadyGeometry) {
-  FrameFitter fitter;
-  const auto in = makeBuffer(1920, 1080), out = makeBuffer(1280, 720);
-  fitter.fit(*in, true, *out);
-  const int before = allocationCount();
-  fitter.fit(*in, true, *out);
-  EXPECT_EQ(allocationCount(), before);
 }
 
 TEST(FrameFitter, repaintsTheBarsWhenTheShapeChangesAndOnlyThen) {
@@ -122,10 +112,10 @@ TEST(FrameFitter, repaintsTheBarsWhenTheShapeChangesAndOnlyThen) {
   paintNoise(*narrow);
   fitter.fit(*wide, false, *out);
   fitter.fit(*narrow, false, *out);
-  EXPECT_EQ(at(*out, 10, 300).y, 16) << "what the wide frame left there is gone";
+  EXPECT_EQ(at(*out, 10, 300), kBlack) << "what the wide frame left there is gone";
   out->baseAddressOfPlane(0)[10] = 99;
   fitter.fit(*narrow, false, *out);
-  EXPECT_EQ(at(*out, 10, 0).y, 99) << "bars are not painted for every frame";
+  EXPECT_EQ(at(*out, 10, 0)[0], 99) << "bars are not painted for every frame";
 }
 
 TEST(PlaneScaler, writesTheSameBytesWithEveryInstructionSetAndNothingBeside) {
