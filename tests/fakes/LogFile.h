@@ -36,10 +36,7 @@ class LogFile {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
- private:
   const test::TemporaryFolder folder;
-
- public:
   const std::string path = folder / "log";
 
  private:

