@@ -10,7 +10,6 @@ namespace quorvex {
 namespace {
 
 constexpr int kMostWaiting = 16;
-constexpr int kPatienceMs = 10'000;
 
 /// Deletes an object that may be in the middle of a call into this program.
 struct DeleteLater {
@@ -22,7 +21,8 @@ struct DeleteLater {
 
 class Connection : public LoopbackConnection, public std::enable_shared_from_this<Connection> {
  public:
-  explicit Connection(QTcpSocket* accepted) : socket(accepted) {
+  Connection(QTcpSocket* accepted, std::chrono::milliseconds longestSilence) : socket(accepted) {
+    patience.setInterval(longestSilence);
     socket->setParent(nullptr);
     QObject::connect(socket.get(), &QTcpSocket::readyRead, [this] { deliver(); });
     QObject::connect(socket.get(), &QTcpSocket::disconnected, [this] { ended(); });
@@ -31,7 +31,7 @@ class Connection : public LoopbackConnection, public std::enable_shared_from_thi
       if (socket->bytesToWrite() == 0) sent();
     });
     patience.setSingleShot(true);
-    patience.start(kPatienceMs);
+    patience.start();
   }
 
   void receive(int maximumLength,
@@ -46,7 +46,7 @@ class Connection : public LoopbackConnection, public std::enable_shared_from_thi
 
   void send(const std::string& bytes, std::function<void()> whenSent) override {
     processed = std::move(whenSent);
-    patience.start(kPatienceMs);
+    patience.start();
     if (socket->write(bytes.data(), static_cast<qint64>(bytes.size())) < 0)
       QTimer::singleShot(0, socket.get(), [this] { sent(); });
   }
@@ -87,7 +87,10 @@ class Connection : public LoopbackConnection, public std::enable_shared_from_thi
 
 class Listener : public LoopbackListener {
  public:
-  Listener() : server(new QTcpServer) { server->setMaxPendingConnections(kMostWaiting); }
+  explicit Listener(std::chrono::milliseconds patience)
+      : server(new QTcpServer), longestSilence(patience) {
+    server->setMaxPendingConnections(kMostWaiting);
+  }
 
   void start(Handlers given) override {
     handlers = std::move(given);
@@ -116,17 +119,19 @@ class Listener : public LoopbackListener {
     const Handlers copy = handlers;
     QTcpServer* const listening = server.get();
     while (listening->isListening() && listening->hasPendingConnections())
-      copy.newConnection(std::make_shared<Connection>(listening->nextPendingConnection()));
+      copy.newConnection(
+          std::make_shared<Connection>(listening->nextPendingConnection(), longestSilence));
   }
 
   std::unique_ptr<QTcpServer, DeleteLater> server;
+  const std::chrono::milliseconds longestSilence;
   Handlers handlers;
 };
 
 }  // namespace
 
 std::variant<std::shared_ptr<LoopbackListener>, std::string> QtLoopbackListeners::create() {
-  return std::make_shared<Listener>();
+  return std::make_shared<Listener>(longestSilence);
 }
 
 }  // namespace quorvex

@@ -1,17 +1,23 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 
 #include "platform/LoopbackListener.h"
 
 namespace quorvex {
 
-/// Listeners on Qt's sockets. Used on one thread, with an event loop. At most 16 connections wait
-/// for their first bytes at a time, further ones are closed; one that says nothing for 10 s is
-/// over.
+/// Listeners on Qt's sockets. Used on one thread, with an event loop.
 class QtLoopbackListeners : public LoopbackListenerFactory {
  public:
+  /// A connection on which nothing comes or goes for `patience` is over.
+  explicit QtLoopbackListeners(std::chrono::milliseconds patience = std::chrono::seconds(10))
+      : longestSilence(patience) {}
+
   [[nodiscard]] std::variant<std::shared_ptr<LoopbackListener>, std::string> create() override;
+
+ private:
+  const std::chrono::milliseconds longestSilence;
 };
 
 }  // namespace quorvex
