@@ -21,8 +21,10 @@ forbid "src/platform $core" "$libraries" "The core includes a library that belon
 forbid "$core" '(linux|program)/' "The core includes an adapter or a program"
 forbid "$parts src/pipeline" 'app/' "A part includes the controller that wires it"
 forbid "$parts" 'pipeline/' "A part includes the pipeline that joins it"
+forbid "src/support src/log" '(faces|auth|signaling|media|sink)/' \
+  "What stands beneath the parts includes one of them"
 forbid "src/linux" '(program|app|model|pipeline|signaling|media|sink|faces|auth|support)/[A-Z]' \
   "An adapter includes more than ports and the log"
-forbid "service" '(program|app|model|pipeline|media|sink|faces|auth|support)/[A-Z]' \
+forbid "service" '(program|app|model|pipeline|media|sink|faces|auth)/[A-Z]' \
   "The service includes the host"
 exit "$failed"

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 namespace quorvex::service {
 

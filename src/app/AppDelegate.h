@@ -19,10 +19,10 @@
 #include "platform/RtcEngine.h"
 #include "platform/SystemLog.h"
 #include "platform/WebSocket.h"
-#include "signaling/ServiceEndpoints.h"
 #include "signaling/SignalingClient.h"
 #include "sink/FrameProducer.h"
 #include "support/DiagnosticReporter.h"
+#include "support/ServiceEndpoints.h"
 
 namespace quorvex {
 

@@ -2,7 +2,7 @@
 
 #include "log/HostLog.h"
 #include "platform/Weakly.h"
-#include "signaling/ServiceEndpoints.h"
+#include "support/ServiceEndpoints.h"
 
 namespace quorvex {
 

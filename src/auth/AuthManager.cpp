@@ -6,8 +6,8 @@
 #include "auth/Pkce.h"
 #include "auth/RedirectRequest.h"
 #include "platform/Weakly.h"
-#include "signaling/Json.h"
-#include "signaling/ServiceEndpoints.h"
+#include "support/Json.h"
+#include "support/ServiceEndpoints.h"
 
 namespace quorvex {
 namespace {

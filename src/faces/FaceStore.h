@@ -9,7 +9,7 @@
 #include "faces/SavedFace.h"
 #include "platform/Defaults.h"
 #include "platform/ImageCodec.h"
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 namespace quorvex {
 

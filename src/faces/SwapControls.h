@@ -5,7 +5,7 @@
 
 #include "model/AppModel.h"
 #include "platform/Defaults.h"
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 namespace quorvex {
 

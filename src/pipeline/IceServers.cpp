@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 namespace quorvex {
 namespace {

@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "signaling/ServiceEndpoints.h"
+#include "support/ServiceEndpoints.h"
 
 namespace quorvex {
 

@@ -7,7 +7,7 @@
 #include <QString>
 #include <csignal>
 
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 namespace quorvex {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <variant>
 
-#include "signaling/ServiceEndpoints.h"
+#include "support/ServiceEndpoints.h"
 
 namespace quorvex {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "log/HostLog.h"
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 namespace quorvex {
 namespace {

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 namespace quorvex {
 namespace {

@@ -12,11 +12,11 @@
 #include "platform/HttpClient.h"
 #include "platform/RtcEngine.h"
 #include "platform/WebSocket.h"
-#include "signaling/Json.h"
 #include "signaling/OfferResult.h"
-#include "signaling/ServiceEndpoints.h"
 #include "signaling/SessionToken.h"
 #include "signaling/SignalingSession.h"
+#include "support/Json.h"
+#include "support/ServiceEndpoints.h"
 
 namespace quorvex {
 

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "signaling/Json.h"
-#include "signaling/ServiceEndpoints.h"
+#include "support/Json.h"
+#include "support/ServiceEndpoints.h"
 
 namespace quorvex {
 namespace {

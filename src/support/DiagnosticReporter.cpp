@@ -3,8 +3,8 @@
 #include <random>
 #include <string_view>
 
-#include "signaling/Json.h"
-#include "signaling/ServiceEndpoints.h"
+#include "support/Json.h"
+#include "support/ServiceEndpoints.h"
 
 namespace quorvex {
 namespace {

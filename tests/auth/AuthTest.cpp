@@ -11,7 +11,7 @@
 #include "fakes/FakeService.h"
 #include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 namespace quorvex {
 namespace {

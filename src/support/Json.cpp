@@ -1,4 +1,4 @@
-#include "signaling/Json.h"
+#include "support/Json.h"
 
 #include <cmath>
 #include <limits>
