@@ -17,9 +17,10 @@ Authorization bearerOf(const HttpRequest& request, const Tokens& tokens) {
   std::string token = header->substr(std::string(kScheme).size());
   auto claims = tokens.verify(token, std::chrono::system_clock::now());
   if (!claims)
-    throw Refusal{401,
-                  "the token is not one of this service's or has expired; get a new one from "
-                  "api/session-token"};
+    throw Refusal{
+        401,
+        "the token is not one of this service's, has expired or is revoked; get a new one "
+        "from api/session-token or api/native/refresh"};
   return {std::move(token), std::move(*claims)};
 }
 

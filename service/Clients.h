@@ -19,6 +19,7 @@ struct Client {
   std::string id;
   std::string userUuid;
   std::weak_ptr<SocketLink> link;  ///< its status socket; none while it is away
+  bool isSignedIn = false;         ///< `link` was opened with an account's token
   SwapSettings settings;
   std::unique_ptr<MediaPeer> peer;
   std::string iceUfrag;                  ///< of the offer that `peer` answers

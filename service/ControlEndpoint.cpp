@@ -1,5 +1,7 @@
 #include "service/ControlEndpoint.h"
 
+#include <algorithm>
+
 #include "service/Authorization.h"
 
 namespace quorvex::service {
@@ -75,11 +77,20 @@ void ControlEndpoint::actOnPeers(const HttpRequest& request, const Respond& resp
   respond({.status = 204});
 }
 
+void ControlEndpoint::actOnAccounts(const HttpRequest& request, const Respond& respond) const {
+  const auto body = bodyOf(request);
+  body.allowOnly({"revoke"});
+  if (!body.flag("revoke")) body.refuse("revoke", "true");
+  parts.accounts.revokeAll();
+  respond({.status = 204});
+}
+
 void ControlEndpoint::state(const HttpRequest&, const Respond& respond) const {
   respond({.status = 200,
            .body = json{{"clients", clientsDocument()},
                         {"requests", parts.router.requests()},
                         {"reports", reportsDocument()},
+                        {"account", accountDocument()},
                         {"faults", parts.faults.document()}}});
 }
 
@@ -108,6 +119,14 @@ json ControlEndpoint::reportsDocument() const {
                          {"connectionError", report.connectionError},
                          {"note", report.note}});
   return documents;
+}
+
+json ControlEndpoint::accountDocument() const {
+  const auto signedIn = std::ranges::count_if(parts.clients.all(), [](const auto& entry) {
+    return entry.second.isSignedIn && !entry.second.link.expired();
+  });
+  return {{"refresh_tokens", parts.accounts.refreshTokens(std::chrono::system_clock::now())},
+          {"signed_in_clients", signedIn}};
 }
 
 }  // namespace quorvex::service

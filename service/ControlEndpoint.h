@@ -1,5 +1,6 @@
 #pragma once
 
+#include "service/Accounts.h"
 #include "service/Admission.h"
 #include "service/Clients.h"
 #include "service/DiagnosticReports.h"
@@ -21,6 +22,7 @@ class ControlEndpoint {
     MediaEngine& engine;
     const DiagnosticReports& diagnostics;
     const Router& router;
+    Accounts& accounts;
   };
 
   /// Puts the faults that stand already into force.
@@ -32,6 +34,8 @@ class ControlEndpoint {
   void actOnSockets(const HttpRequest& request, const Respond& respond) const;
   /// POST control/peers.
   void actOnPeers(const HttpRequest& request, const Respond& respond) const;
+  /// POST control/accounts.
+  void actOnAccounts(const HttpRequest& request, const Respond& respond) const;
   /// GET control/state.
   void state(const HttpRequest& request, const Respond& respond) const;
 
@@ -39,6 +43,7 @@ class ControlEndpoint {
   void enforce() const;
   [[nodiscard]] nlohmann::json clientsDocument() const;
   [[nodiscard]] nlohmann::json reportsDocument() const;
+  [[nodiscard]] nlohmann::json accountDocument() const;
 
   const Parts parts;
 };

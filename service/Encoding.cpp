@@ -5,6 +5,7 @@
 #include <openssl/hmac.h>
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace quorvex::service {
@@ -27,6 +28,15 @@ Bytes randomBytes(std::size_t count) {
   if (RAND_bytes(bytes.data(), static_cast<int>(count)) != 1)
     throw std::runtime_error("the system gives no random bytes");
   return bytes;
+}
+
+Bytes sha256(std::string_view text) {
+  Bytes digest(EVP_MAX_MD_SIZE);
+  unsigned int length = 0;
+  if (EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1)
+    throw std::runtime_error("the system computes no SHA-256");
+  digest.resize(length);
+  return digest;
 }
 
 Bytes hmacSha256(const Bytes& key, std::string_view text) {
@@ -52,6 +62,10 @@ std::string base64Url(std::string_view bytes) {
   }
   if (bits > 0) text += kUrlAlphabet[held << (6 - bits) & 63];
   return text;
+}
+
+std::string base64Url(const Bytes& bytes) {
+  return base64Url({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 std::optional<std::string> base64UrlDecoded(std::string_view text) {
@@ -102,6 +116,18 @@ std::string percentDecoded(std::string_view text) {
     }
   }
   return decoded;
+}
+
+std::map<std::string, std::string> formFields(std::string_view text) {
+  std::map<std::string, std::string> fields;
+  while (!text.empty()) {
+    const std::string_view pair = text.substr(0, text.find('&'));
+    const auto equals = pair.find('=');
+    if (equals != std::string_view::npos)
+      fields[percentDecoded(pair.substr(0, equals))] = percentDecoded(pair.substr(equals + 1));
+    text.remove_prefix(std::min(pair.size() + 1, text.size()));
+  }
+  return fields;
 }
 
 }  // namespace quorvex::service

@@ -54,7 +54,7 @@ FaultyReply faultyReplyOf(const JsonMembers& given) {
 
 void takeReplies(const JsonMembers& given, std::map<std::string, FaultyReply>& replies) {
   given.allowOnly({"session-token", "turn-credentials", "offer", "ice-candidate",
-                   "diagnostic-report", "status"});
+                   "diagnostic-report", "status", "token", "refresh"});
   for (const auto& endpoint : given.names()) {
     if (given.isNull(endpoint.c_str()))
       replies.erase(endpoint);
@@ -79,7 +79,8 @@ json documentOf(const FaultyReply& fault) {
 }  // namespace
 
 void Faults::take(const JsonMembers& given) {
-  given.allowOnly({"replies", "places", "ahead", "admit", "answer", "media", "identity"});
+  given.allowOnly(
+      {"replies", "places", "ahead", "admit", "answer", "media", "identity", "access_seconds"});
   Faults next = *this;
   // Whether `name` has the first of its two words; what stands where it is not given.
   const auto isFirst = [&](const char* name, const char* first, const char* second, bool stands) {
@@ -94,6 +95,10 @@ void Faults::take(const JsonMembers& given) {
   next.answersWell = isFirst("answer", "well", "unusable", answersWell);
   next.mediaFlows = isFirst("media", "flowing", "stopped", mediaFlows);
   if (given.has("identity")) next.identifies = given.flag("identity");
+  if (given.has("access_seconds"))
+    next.accessSeconds = given.isNull("access_seconds")
+                             ? std::nullopt
+                             : std::optional(given.integer("access_seconds", 0, kMost));
   *this = std::move(next);
 }
 
@@ -106,7 +111,8 @@ json Faults::document() const {
           {"admit", admitsByControl ? "start_connection" : "not_queued"},
           {"answer", answersWell ? "well" : "unusable"},
           {"media", mediaFlows ? "flowing" : "stopped"},
-          {"identity", identifies}};
+          {"identity", identifies},
+          {"access_seconds", accessSeconds ? json(*accessSeconds) : json()}};
 }
 
 FaultyReply Faults::nextReply(const std::string& endpoint) {

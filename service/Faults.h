@@ -28,6 +28,7 @@ struct Faults {
   bool answersWell = true;
   bool mediaFlows = true;
   bool identifies = true;
+  std::optional<int> accessSeconds{};  ///< life of new access tokens; none: the usual one
 
   /// Takes over the members of `document`. Throws a `Refusal`, in which case nothing has changed.
   void take(const JsonMembers& document);

@@ -26,7 +26,8 @@ struct HttpReply {
   int status = 200;
   std::optional<nlohmann::json> body{};
   std::map<std::string, std::string> headers{};
-  std::optional<std::string> text{};  ///< sent as it is in place of a body
+  /// Sent as it is in place of a body; is no JSON where `headers` has another Content-Type.
+  std::optional<std::string> text{};
 };
 
 /// Thrown where a request or a message is wrong; `why` is one sentence naming what is wrong and

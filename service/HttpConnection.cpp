@@ -26,16 +26,7 @@ HttpRequest requestOf(http::request<http::string_body>& native) {
   const std::string target(native.target());
   const auto mark = target.find('?');
   request.path = percentDecoded(target.substr(0, mark));
-  std::string rest = mark == std::string::npos ? "" : target.substr(mark + 1);
-  while (!rest.empty()) {
-    const auto end = rest.find('&');
-    const std::string pair = rest.substr(0, end);
-    const auto equals = pair.find('=');
-    if (equals != std::string::npos)
-      request.query[percentDecoded(pair.substr(0, equals))] =
-          percentDecoded(pair.substr(equals + 1));
-    rest.erase(0, end == std::string::npos ? rest.size() : end + 1);
-  }
+  if (mark != std::string::npos) request.query = formFields(target.substr(mark + 1));
   for (const auto& field : native) {
     std::string name(field.name_string());
     std::transform(name.begin(), name.end(), name.begin(),

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include "service/AccountEndpoint.h"
+#include "service/Accounts.h"
 #include "service/Admission.h"
 #include "service/Clients.h"
 #include "service/ControlEndpoint.h"
@@ -24,10 +26,12 @@ struct Service::Parts {
         engine([&loop](Task task) { loop.async(std::move(task)); }),
         clients(loop),
         admission(loop, clients, faults),
-        sessions(tokens, options.iceServers),
+        accounts(tokens, faults),
+        accountEndpoint(accounts),
+        sessions(tokens, accounts, options.iceServers),
         offers(tokens, clients, admission, faults, engine, options.size),
         router(faults),
-        control({faults, clients, admission, engine, diagnostics, router}),
+        control({faults, clients, admission, engine, diagnostics, router, accounts}),
         server(loop, router, options.log) {
     const auto to = [](auto& endpoint, auto operation) {
       return [&endpoint, operation](const HttpRequest& request, const Respond& respond) {
@@ -36,12 +40,17 @@ struct Service::Parts {
     };
     router.add("POST", "/api/session-token", to(sessions, &SessionEndpoint::mint));
     router.add("GET", "/api/turn-credentials", to(sessions, &SessionEndpoint::turnCredentials));
+    router.add("GET", "/native/authorize", to(accountEndpoint, &AccountEndpoint::ask));
+    router.add("POST", "/native/authorize", to(accountEndpoint, &AccountEndpoint::decide));
+    router.add("POST", "/api/native/token", to(accountEndpoint, &AccountEndpoint::exchange));
+    router.add("POST", "/api/native/refresh", to(accountEndpoint, &AccountEndpoint::refresh));
     router.add("POST", "/ws/offer", to(offers, &OfferEndpoint::offer));
     router.add("POST", "/ws/ice-candidate", to(offers, &OfferEndpoint::candidate));
     router.add("POST", "/api/diagnostic-report", to(diagnostics, &DiagnosticReports::take));
     router.add("POST", "/control/faults", to(control, &ControlEndpoint::change));
     router.add("POST", "/control/socket", to(control, &ControlEndpoint::actOnSockets));
     router.add("POST", "/control/peers", to(control, &ControlEndpoint::actOnPeers));
+    router.add("POST", "/control/accounts", to(control, &ControlEndpoint::actOnAccounts));
     router.add("GET", "/control/state", to(control, &ControlEndpoint::state));
     router.addSocket("/ws/status", [this](const HttpRequest& request) {
       return std::make_unique<StatusSocket>(clients, tokens, faults, request);
@@ -54,6 +63,8 @@ struct Service::Parts {
   MediaEngine engine;
   Clients clients;
   Admission admission;
+  Accounts accounts;
+  AccountEndpoint accountEndpoint;
   SessionEndpoint sessions;
   OfferEndpoint offers;
   DiagnosticReports diagnostics;

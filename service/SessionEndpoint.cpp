@@ -7,18 +7,20 @@ namespace quorvex::service {
 
 using nlohmann::json;
 
-SessionEndpoint::SessionEndpoint(const Tokens& issuer, std::vector<IceServerOption> servers)
-    : tokens(issuer), iceServers(std::move(servers)) {}
+SessionEndpoint::SessionEndpoint(const Tokens& issuer, const Accounts& known,
+                                 std::vector<IceServerOption> servers)
+    : tokens(issuer), accounts(known), iceServers(std::move(servers)) {}
 
 void SessionEndpoint::mint(const HttpRequest& request, const Respond& respond) const {
   requireJson(request);
   const auto body = JsonMembers::parse(request.body, "the body");
   body.allowOnly({"device_id"});
   const std::string& device = body.textOfSome("device_id");
-  const std::string user = tokens.isOwnUser(device) ? device : tokens.newUser();
+  const bool isKept = tokens.isOwnUser(device) && device != accounts.user();
+  const std::string user = isKept ? device : tokens.newUser();
   const std::string token =
       tokens.issue({.userUuid = user,
-                    .brand = kBrand,
+                    .brand = Tokens::kBrand,
                     .type = "device",
                     .expiry = std::chrono::system_clock::now() + Tokens::kLifetime});
   respond({.status = 200,

@@ -1,5 +1,6 @@
 #include "service/StatusSocket.h"
 
+#include "service/Accounts.h"
 #include "service/Authorization.h"
 
 namespace quorvex::service {
@@ -25,7 +26,9 @@ StatusSocket::StatusSocket(Clients& registry, const Tokens& tokens, const Faults
                            const HttpRequest& request)
     : clients(registry), faults(present), wantedId(queried(request, "client_id")) {
   try {
-    userUuid = bearerOf(request, tokens).claims.userUuid;
+    const Tokens::Claims claims = bearerOf(request, tokens).claims;
+    userUuid = claims.userUuid;
+    isSignedIn = claims.type == Accounts::kTokenType;
     if (queried(request, "user_uuid") != userUuid) refusedBecause = "user_uuid is not the token's";
   } catch (const Refusal&) {
     refusedBecause = "token rejected";
@@ -38,11 +41,12 @@ void StatusSocket::opened(std::shared_ptr<SocketLink> openedLink) {
     openedLink->close(kTokenRejected, refusedBecause);
     return;
   }
-  const Client* client = clients.connect(wantedId, userUuid, openedLink);
+  Client* client = clients.connect(wantedId, userUuid, openedLink);
   if (!client) {
     openedLink->close(kTryAgainLater, "the service has as many clients as it can hold");
     return;
   }
+  client->isSignedIn = isSignedIn;
   clientId = client->id;
   if (faults.identifies) send({{"type", "identity"}, {"client_id", clientId}});
 }

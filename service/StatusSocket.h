@@ -32,6 +32,7 @@ class StatusSocket : public SocketHandler {
   const Faults& faults;
   std::string refusedBecause;  ///< not empty: the socket is only opened to be closed
   std::string userUuid;
+  bool isSignedIn = false;
   std::string wantedId;
   std::string clientId;
   std::weak_ptr<SocketLink> link;

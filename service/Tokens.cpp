@@ -15,8 +15,7 @@ constexpr std::size_t kUserStart = 24;  // of a UUID's 36 characters
 Tokens::Tokens() : key(randomBytes(32)) {}
 
 std::string Tokens::signature(std::string_view text) const {
-  const Bytes digest = hmacSha256(key, text);
-  return base64Url({reinterpret_cast<const char*>(digest.data()), digest.size()});
+  return base64Url(hmacSha256(key, text));
 }
 
 std::string Tokens::issue(const Claims& claims) const {
@@ -24,6 +23,7 @@ std::string Tokens::issue(const Claims& claims) const {
   const nlohmann::json content = {{"brand_id", claims.brand},
                                   {"user_uuid", claims.userUuid},
                                   {"type", claims.type},
+                                  {"grant", claims.grant},
                                   {"exp", expiry.count()}};
   const std::string first = base64Url(content.dump());
   return first + "." + signature(first);
@@ -38,8 +38,13 @@ std::optional<Tokens::Claims> Tokens::verify(const std::string& token,
   // What carries the signature was written by `issue`, so its form needs no further doubt.
   const auto content = nlohmann::json::parse(base64UrlDecoded(first).value());
   const system_clock::time_point expiry(seconds(content.at("exp").get<std::int64_t>()));
-  if (now >= expiry) return std::nullopt;
-  return Claims{content.at("user_uuid"), content.at("brand_id"), content.at("type"), expiry};
+  const std::string grant = content.at("grant");
+  if (now >= expiry || (!grant.empty() && !grants.contains(grant))) return std::nullopt;
+  return Claims{content.at("user_uuid"), content.at("brand_id"), content.at("type"), expiry, grant};
+}
+
+std::string Tokens::newGrant() {
+  return *grants.insert(base64Url(randomBytes(16))).first;
 }
 
 /// The last twelve digits of a user id are a signature of what precedes them.

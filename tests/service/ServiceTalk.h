@@ -52,8 +52,17 @@ struct HostSession {
   explicit HostSession(std::uint16_t servicePort, const std::string& device = "a new device")
       : port(servicePort) {
     const Reply reply = post("/api/session-token", {{"device_id", device}});
-    token = reply.body.at("token");
-    userUuid = reply.body.at("user_uuid");
+    use(reply.body.at("token"), reply.body.at("user_uuid"));
+  }
+  /// The same host once it has these tokens of an account.
+  [[nodiscard]] HostSession signedIn(const nlohmann::json& account) const {
+    HostSession session = *this;
+    session.use(account.at("access_token"), account.at("user_uuid"));
+    return session;
+  }
+  void use(const std::string& newToken, const std::string& newUser) {
+    token = newToken;
+    userUuid = newUser;
     headers["Authorization"] = "Bearer " + token;
     headers["X-Brand-Id"] = "quorvex";
   }
