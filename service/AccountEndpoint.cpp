@@ -1,6 +1,7 @@
 #include "service/AccountEndpoint.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 
 #include "service/Authorization.h"

@@ -1,5 +1,7 @@
 #include "service/SignInPage.h"
 
+#include <string_view>
+
 #include "service/Encoding.h"
 
 namespace quorvex::service {
@@ -28,25 +30,11 @@ button:focus-visible { outline: 3px solid var(--accent); outline-offset: 2px }
 
 std::string escaped(const std::string& text) {
   std::string safe;
-  for (const char c : text) switch (c) {
-      case '&':
-        safe += "&amp;";
-        break;
-      case '<':
-        safe += "&lt;";
-        break;
-      case '>':
-        safe += "&gt;";
-        break;
-      case '"':
-        safe += "&quot;";
-        break;
-      case '\'':
-        safe += "&#39;";
-        break;
-      default:
-        safe += c;
-    }
+  for (const char c : text)
+    if (std::string_view("&<>\"'").find(c) == std::string_view::npos)
+      safe += c;
+    else
+      safe += "&#" + std::to_string(c) + ";";
   return safe;
 }
 
