@@ -1,4 +1,5 @@
-// Signing in, through a browser's part in it: the service's page, its redirect, the host's listener.
+// Signing in, through a browser's part in it: the service's page, its redirect, the host's
+// listener.
 #include <gmock/gmock.h>
 
 #include <future>
@@ -28,10 +29,10 @@ class AccountTest : public SteeredHost {
   }
   static std::string fetch(const std::string& url, const std::string& form = "") {
     const auto [port, path] = placeOf(url);
-    const std::string head = (form.empty() ? "GET " : "POST ") + path +
-                             " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
-                             "\r\nConnection: close\r\nOrigin: http://127.0.0.1:" +
-                             std::to_string(port) + "\r\n";
+    const std::string head =
+        (form.empty() ? "GET " : "POST ") + path +
+        " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
+        "\r\nConnection: close\r\nOrigin: http://127.0.0.1:" + std::to_string(port) + "\r\n";
     if (form.empty()) return sendRaw(port, head + "\r\n");
     return sendRaw(port, head +
                              "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
@@ -39,12 +40,13 @@ class AccountTest : public SteeredHost {
   }
   /// What a person does in the browser; the page that they see last.
   std::string browse(const std::string& decision) {
-    EXPECT_TRUE(comes([&] { return !workspace.opened.empty(); }));
+    if (!comes([&] { return !workspace.opened.empty(); })) return "no browser was opened";
     const std::string url = workspace.opened.back();
     auto page = std::async(std::launch::async, [url, decision] {
       const std::string form = fetch(url);
       const std::string ticket = between(form, "name=\"ticket\" value=\"", "\"");
-      const std::string answer = fetch(url.substr(0, url.find('?')), "ticket=" + ticket + "&decision=" + decision);
+      const std::string answer =
+          fetch(url.substr(0, url.find('?')), "ticket=" + ticket + "&decision=" + decision);
       return fetch(between(answer, "Location: ", "\r\n"));
     });
     EXPECT_TRUE(

@@ -48,6 +48,7 @@ class SteeredHost : public ::testing::Test {
 
   [[nodiscard]] bool comes(const std::function<bool()>& condition) {
     return eventually([&] {
+      QCoreApplication::processEvents();
       mainQueue.run();
       return condition();
     });
