@@ -15,7 +15,6 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::Not;
 
 constexpr double kMoment = 1e-6;
 
