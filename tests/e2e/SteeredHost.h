@@ -41,7 +41,7 @@ class SteeredHost : public ::testing::Test {
     ASSERT_TRUE(shows(kLive));
   }
   ~SteeredHost() override {
-    host->applicationShouldTerminate();
+    host->applicationWillTerminate();
     host.reset();
     mainQueue.run();
   }
@@ -101,11 +101,27 @@ class SteeredHost : public ::testing::Test {
   NativeRtcEngine engine{camera, true};
   std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
       AppDelegate::Platform{
-          mainQueue, [](const std::string& label) { return std::make_shared<ThreadQueue>(label); },
-          background, clock, http, sockets, defaults, systemLog, cmio, engine, images, &openPanel,
-          auth, workspace, [](const char*) { return std::optional<std::string>(); }},
+          mainQueue,
+          [](const std::string& label) { return std::make_shared<ThreadQueue>(label); },
+          background,
+          clock,
+          http,
+          sockets,
+          defaults,
+          systemLog,
+          cmio,
+          engine,
+          images,
+          nullptr,
+          {},
+          &openPanel,
+          auth,
+          workspace,
+          [](const char*) { return std::optional<std::string>(); },
+          {},
+          [] {}},
       ServiceEndpoints{service.bases["web"], service.bases["api"], service.bases["socket"],
-                       "127.0.0.1"});
+                       "127.0.0.1", "support@example.org"});
 };
 
 }  // namespace quorvex::test
