@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <QGuiApplication>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
+#include <QTimer>
 
 #include "support/Eventually.h"
 #include "ui/MainWindow.h"
@@ -14,7 +16,9 @@ namespace quorvex::test {
 /// A main window as the user has it: things are found by their names, pressed and looked at.
 class ShownWindow {
  public:
-  explicit ShownWindow(Window& window) : quick(dynamic_cast<MainWindow&>(window).quickWindow()) {}
+  explicit ShownWindow(Window& window)
+      : ShownWindow(dynamic_cast<MainWindow&>(window).quickWindow()) {}
+  explicit ShownWindow(QQuickWindow& window) : quick(window) {}
 
   /// All items of a name, in the order in which they are drawn.
   [[nodiscard]] std::vector<QQuickItem*> all(const QString& name) const {
@@ -95,5 +99,15 @@ class ShownWindow {
     collectIf(from, found, [&name](const QQuickItem* item) { return item->objectName() == name; });
   }
 };
+
+/// Presses the key in the alert that comes up next.
+inline void answerAlert(Qt::Key key) {
+  QTimer::singleShot(5, [key] {
+    QWindow* alert = QGuiApplication::modalWindow();
+    // Active is a window a moment before its button has the keyboard.
+    if (!alert || alert->focusObject() == alert) return answerAlert(key);
+    QTest::keyClick(alert, key);
+  });
+}
 
 }  // namespace quorvex::test
