@@ -86,6 +86,7 @@ std::size_t QtWindows::runModal(const Alert& alert) {
   window->show();
   window->requestActivate();
   loop.exec();
+  if (window->transientParent()) mainWindow->requestActivate();
   return static_cast<std::size_t>(window->property("choice").toInt());
 }
 

@@ -98,6 +98,7 @@ TEST_F(WindowTest, waitsReconnectsSignsInAndQuits) {
   shown->key(Qt::Key_Q, Qt::ControlModifier);
   EXPECT_FALSE(terminated);
   EXPECT_TRUE(host->appModel().isLive);
+  ASSERT_TRUE(comes([&] { return shown->quick.isActive(); }));
   answerAlert(Qt::Key_Return);
   shown->key(Qt::Key_Q, Qt::ControlModifier);
   EXPECT_TRUE(terminated);
