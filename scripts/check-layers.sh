@@ -18,12 +18,14 @@ libraries='(Q[A-Z]|api/|rtc_base/|media/base/|modules/|pipewire|spa/|linux/video
 forbid "src/platform" '(log|model|app|pipeline|signaling|media|sink|faces|auth|support|linux|program)/' \
   "A port includes a layer above it"
 forbid "src/platform $core" "$libraries" "The core includes a library that belongs to an adapter"
-forbid "$core" '(linux|program)/' "The core includes an adapter or a program"
+forbid "$core" '(linux|ui|program)/' "The core includes an adapter, a view or a program"
 forbid "$parts src/pipeline" 'app/' "A part includes the controller that wires it"
 forbid "$parts" 'pipeline/' "A part includes the pipeline that joins it"
 forbid "src/support src/log" '(faces|auth|signaling|media|sink)/' \
   "What stands beneath the parts includes one of them"
-forbid "src/linux" '(program|app|model|pipeline|signaling|media|sink|faces|auth|support)/[A-Z]' \
+forbid "ui" '(linux|program|app|pipeline|signaling|media|sink|auth|support)/[A-Z]' \
+  "A view includes more than the model and ports"
+forbid "src/linux" '(ui|program|app|model|pipeline|signaling|media|sink|faces|auth|support)/[A-Z]' \
   "An adapter includes more than ports and the log"
 forbid "service" '(program|app|model|pipeline|media|sink|faces|auth)/[A-Z]' \
   "The service includes the host"

@@ -11,7 +11,7 @@ jobs=$(nproc)
 scripts/install-packages.sh run test
 
 step "Format"
-find src service tests bench \( -name '*.h' -o -name '*.cpp' \) -print0 |
+find src ui service tests bench \( -name '*.h' -o -name '*.cpp' \) -print0 |
   xargs -0 clang-format --dry-run --Werror
 
 step "Layers"

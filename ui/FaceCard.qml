@@ -48,7 +48,8 @@ T.AbstractButton {
             anchors.fill: parent
             asynchronous: true
             source: "image://faces/" + encodeURIComponent(root.faceId)
-            sourceSize: Qt.size(Theme.tile * Screen.devicePixelRatio, Theme.tile * Screen.devicePixelRatio)
+            sourceSize.width: Theme.tile * Screen.devicePixelRatio
+            sourceSize.height: Theme.tile * Screen.devicePixelRatio
             Accessible.ignored: true
         }
         Rectangle {

@@ -1,13 +1,15 @@
 import QtQuick
+import QtQuick.Templates as T
 import Quorvex
 
 /// Shows where the keyboard is.
 Rectangle {
     required property Item control
+    readonly property T.Control button: control as T.Control
 
     anchors.fill: parent
     anchors.margins: -3
-    visible: control.activeFocus && control["visualFocus"] !== false
+    visible: button ? button.visualFocus : control.activeFocus
     color: "transparent"
     radius: 10
     border.width: 2

@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Controls.Basic
 import Quorvex
@@ -24,7 +26,7 @@ MenuBar {
         contentItem: Label {
             text: head.text
             size: 12
-            weight: head.menu && head.menu["isFirst"] ? Font.DemiBold : Font.Medium
+            weight: head.text === root.mainMenu.menus[0].title ? Font.DemiBold : Font.Medium
             Accessible.ignored: true
         }
         background: Rectangle {
@@ -40,7 +42,6 @@ MenuBar {
 
             required property int index
             required property var modelData
-            readonly property bool isFirst: index === 0
 
             title: modelData.title
 

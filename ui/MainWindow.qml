@@ -17,7 +17,7 @@ ApplicationWindow {
     minimumWidth: contentMinimumWidth
     minimumHeight: contentMinimumHeight + menuBar.height
     color: Theme.window
-    LayoutMirroring.enabled: Qt.application.layoutDirection === Qt.RightToLeft
+    LayoutMirroring.enabled: Application.layoutDirection === Qt.RightToLeft
     LayoutMirroring.childrenInherit: true
 
     menuBar: MainMenuBar {

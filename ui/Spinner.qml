@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 
 /// Says that something is under way. Turns in twelve steps a second, and only while it is seen.

@@ -10,7 +10,8 @@ Image {
     property real size: 12
 
     source: "image://symbols/" + root.name + "/" + root.tint.toString().slice(-6)
-    sourceSize: Qt.size(root.size * Screen.devicePixelRatio, root.size * Screen.devicePixelRatio)
+    sourceSize.width: root.size * Screen.devicePixelRatio
+    sourceSize.height: root.size * Screen.devicePixelRatio
     width: root.size
     height: root.size
     fillMode: Image.PreserveAspectFit

@@ -76,7 +76,9 @@ int facesCommand(const HostProgram::Setup& setup) {
 }
 
 bool hasDisplay() {
-  return environment("WAYLAND_DISPLAY") || environment("DISPLAY") || environment("QT_QPA_PLATFORM");
+  for (const char* variable : {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"})
+    if (!environment(variable).value_or("").empty()) return true;
+  return false;
 }
 
 /// Qt ends the process by a crash when a display that is named cannot be had.
