@@ -125,12 +125,14 @@ std::unique_ptr<V4l2LoopbackDevice> V4l2LoopbackDevice::open(const std::string& 
                                                              RawVideoFormat wanted,
                                                              const PixelBuffer& firstPicture,
                                                              Obstacle* obstacle) {
-  UniqueFd node = openNode(path);
-  if (!node) {
-    *obstacle = {meaningOf(errno, path)};
-    return nullptr;
+  std::unique_ptr<V4l2LoopbackDevice> device(new V4l2LoopbackDevice(openNode(path)));
+  if (device->whatItDoes() == 0U) {
+    // A program that wrote to the node of an older driver leaves it as neither a camera nor
+    // something to be fed. Closing it as one that feeds it mends that.
+    (void)device->start();
+    device.reset();
+    device.reset(new V4l2LoopbackDevice(openNode(path)));
   }
-  std::unique_ptr<V4l2LoopbackDevice> device(new V4l2LoopbackDevice(std::move(node)));
   return device->begin(path, wanted, firstPicture, obstacle) ? std::move(device) : nullptr;
 }
 
@@ -140,18 +142,26 @@ V4l2LoopbackDevice::~V4l2LoopbackDevice() {
     if (mapping.bytes) ::munmap(mapping.bytes, mapping.size);
 }
 
+/// Its directions, as it says now; none with the errno.
+std::optional<std::uint32_t> V4l2LoopbackDevice::whatItDoes() const {
+  v4l2_capability capability{};
+  if (!node || !control(node.get(), VIDIOC_QUERYCAP, &capability)) return std::nullopt;
+  return capability.device_caps & (V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_OUTPUT);
+}
+
+bool V4l2LoopbackDevice::start() const {
+  int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
+  return control(node.get(), VIDIOC_STREAMON, &type);
+}
+
 bool V4l2LoopbackDevice::begin(const std::string& path, RawVideoFormat wanted,
                                const PixelBuffer& firstPicture, Obstacle* obstacle) {
-  v4l2_capability capability{};
-  if (!control(node.get(), VIDIOC_QUERYCAP, &capability)) {
+  const auto does = whatItDoes();
+  if (!does) {
     *obstacle = {meaningOf(errno, path)};
     return false;
   }
-  // One that does neither has been left so by a program that wrote to the node of an older driver;
-  // it is well again once it is fed as we do.
-  const std::uint32_t does =
-      capability.device_caps & (V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_OUTPUT);
-  if (does == V4L2_CAP_VIDEO_CAPTURE) {
+  if (*does == V4L2_CAP_VIDEO_CAPTURE) {
     *obstacle = {"Another program feeds the camera at " + path + ": end that one first", true};
     return false;
   }
@@ -160,12 +170,11 @@ bool V4l2LoopbackDevice::begin(const std::string& path, RawVideoFormat wanted,
   rate.type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
   rate.parm.output.timeperframe = {1, kVirtualCameraFrameRate};
   (void)control(node.get(), VIDIOC_S_PARM, &rate);  // what is shown to readers; nothing rests on it
-  int type = V4L2_BUF_TYPE_VIDEO_OUTPUT;
   const bool mapped = mapBuffers();
   // A reader that is left from before may be looking at the buffers; they hold whole pictures then.
-  if (mapped && !(does & V4L2_CAP_VIDEO_CAPTURE))
+  if (mapped && !(*does & V4L2_CAP_VIDEO_CAPTURE))
     for (unsigned i = 0; i < buffers; ++i) writeRawVideo(firstPicture, agreed, mappings[i].bytes);
-  if (!mapped || !control(node.get(), VIDIOC_STREAMON, &type) || !show(firstPicture)) {
+  if (!mapped || !start() || !show(firstPicture)) {
     *obstacle = {meaningOf(errno, path)};
     return false;
   }

@@ -64,6 +64,8 @@ class V4l2LoopbackDevice {
 
   explicit V4l2LoopbackDevice(UniqueFd opened) : node(std::move(opened)) {}
 
+  [[nodiscard]] std::optional<std::uint32_t> whatItDoes() const;
+  [[nodiscard]] bool start() const;
   [[nodiscard]] bool begin(const std::string& path, RawVideoFormat wanted,
                            const PixelBuffer& firstPicture, Obstacle* obstacle);
   [[nodiscard]] bool setFormat(const std::string& path, RawVideoFormat wanted, Obstacle* obstacle);
