@@ -1,13 +1,136 @@
 #!/bin/bash
-# Runs inside the virtual machine, see run.sh.
-set -eu
-export GTEST_COLOR=no
+# What is tried in the virtual machine, see run.sh: the adapters' own tests, then the host and the
+# local service as people run them, watched through v4l2-ctl and ffmpeg.
+set -euo pipefail
 cd /tmp/guest
+export HOME=/tmp/home XDG_RUNTIME_DIR=/run/user GTEST_COLOR=no GTEST_BRIEF=1
+mkdir -p $HOME $XDG_RUNTIME_DIR
+camera=/dev/video42
+log=/tmp/quorvexcamera-host.diag
+service=http://127.0.0.1:8899
+export LOAD_V4L2LOOPBACK="insmod /tmp/guest/v4l2loopback.ko devices=1 video_nr=42 exclusive_caps=1 \
+max_buffers=4 'card_label=\"Quorvex Camera\"'"
+
+step() { echo "== $* ($(cut -d. -f1 /proc/uptime) s)"; }
+fail() {
+  echo "FAILED: $*"
+  echo "-- the host's output"; tail -40 /tmp/host.out 2>/dev/null || true
+  echo "-- the host's log"; tail -60 $log 2>/dev/null || true
+  exit 1
+}
+# within SECONDS WHAT COMMAND...: the command succeeds before that long.
+within() {
+  local end=$((SECONDS + $1)) what=$2
+  shift 2
+  until "$@" >/tmp/tried 2>&1; do
+    [ $SECONDS -lt $end ] || { cat /tmp/tried; fail "$what"; }
+    sleep 0.2
+  done
+}
+logged() { grep -qF "$1" $log; }
+times() { grep -cF "$1" $log || true; }
+
+start_host() {
+  : >$log
+  bin/quorvex-camera --headless --fault-socket /tmp/faults --web-base $service --api-base $service \
+    --socket-base ${service/http/ws} "$@" >/tmp/host.out 2>&1 &
+  host=$!
+}
+stop_host() {
+  kill -INT $host
+  wait $host || fail "the host ended with exit code $?"
+  if grep -E "Sanitizer|terminate called" /tmp/host.out; then fail "the host complains"; fi
+}
+command_host() { echo "$1" | socat -t 5 - UNIX-CONNECT:/tmp/faults; }
+
+# frames COUNT [FORMAT BYTES]: v4l2-ctl reads whole pictures of the camera.
+frames() {
+  local count=$1 bytes=${2:-1382400}
+  rm -f /tmp/frames
+  timeout 60 v4l2-ctl -d $camera --stream-mmap --stream-count="$count" --stream-to=/tmp/frames \
+    >/dev/null 2>&1 || fail "v4l2-ctl reads nothing"
+  [ "$(stat -c %s /tmp/frames)" = $((count * bytes)) ] ||
+    fail "v4l2-ctl read $(stat -c %s /tmp/frames) bytes instead of $count times $bytes"
+}
+# The means of a region of the next picture, cut into columns, as red green blue of each.
+colours() { # WIDTH:HEIGHT:X:Y COLUMNS
+  timeout 60 ffmpeg -nostdin -v error -f v4l2 -i $camera -frames:v 1 \
+    -vf "format=rgb24,crop=$1,scale=$2:1:flags=area" -f rawvideo -pix_fmt rgb24 - | od -An -v -tu1 -w3
+}
+# Whether the camera shows vivid's colour bars below what the service draws: white, yellow, cyan,
+# green, magenta, red, blue and black, each channel plainly on or off.
+shows_bars() {
+  local seen
+  seen=$(colours 1280:40:0:660 8 | awk '{ s = ""; for (i = 1; i <= 3; i++)
+    s = s ($i > 150 ? "1" : $i < 60 ? "0" : "?"); printf "%s ", s }')
+  echo "bars seen: $seen"
+  [ "$seen" = "111 110 011 010 101 100 001 000 " ]
+}
+# The border that the service draws at the upper edge: one colour from end to end, and no bar's.
+shows_border() {
+  local seen
+  seen=$(colours 1280:4:0:2 4 | awk '{ print int($1 / 32) "/" int($2 / 32) "/" int($3 / 32) }' | sort -u)
+  echo "border seen: $seen"
+  [ "$(echo "$seen" | wc -l)" = 1 ] && [ "$seen" != 7/7/7 ]
+}
+shows_session() { shows_bars && shows_border; }
+
+step "Drivers"
 while read -r module; do
   [ "$module" = vivid.ko ] || insmod "modules/$module"
 done <modules.list
 insmod modules/vivid.ko node_types=0x1 num_inputs=1 input_types=0x0 no_error_inj=0
-export LOAD_V4L2LOOPBACK="insmod /tmp/guest/v4l2loopback.ko devices=1 video_nr=42 exclusive_caps=1 max_buffers=4 'card_label=\"Quorvex Camera\"'"
 sh -c "$LOAD_V4L2LOOPBACK"
+uname -sr
+dmesg | grep -o 'v4l2loopback driver version.*'
 v4l2-ctl --list-devices
+
+step "Webcam adapter"
+bin/camera_vm_tests
+step "V4L2 output"
 bin/vcam_vm_tests
+
+step "A session: vivid to the service to $camera"
+bin/quorvex-service --port 8899 --log >/tmp/service.out 2>&1 &
+start_host --virtual-camera v4l2
+within 60 "the session does not come to life" logged "pipeline: answer applied=true"
+within 90 "the pictures are wrong" shows_session
+shows_session
+cat /tmp/host.out
+logged "webrtc: capturing vivid" || fail "the host does not capture from vivid"
+! logged "capturing Quorvex" || fail "the host captures from itself"
+echo "open: $(find /proc/$host/fd -lname '/dev/video*' -printf '%l ')"
+[ "$(find /proc/$host/fd -lname '/dev/video*' -printf '%l\n' | sort | tr '\n' ' ')" = "/dev/video0 $camera " ] ||
+  fail "the host holds other devices than vivid and the virtual camera"
+v4l2-ctl -d $camera --all | sed -n '1,40p'
+v4l2-ctl -d $camera --list-formats-ext
+frames 20
+echo "v4l2-ctl read 20 whole pictures"
+
+step "A reader that comes and goes ten times"
+for i in 1 2 3 4 5 6 7 8 9 10; do
+  frames 3
+  v4l2-ctl -d $camera --stream-mmap --stream-count=1000 >/dev/null 2>&1 &
+  reader=$!
+  sleep 0.4
+  kill -KILL $reader
+  wait $reader 2>/dev/null || true
+done
+shows_session || fail "the pictures are wrong after ten readers"
+
+step "The driver is loaded anew under the running host"
+command_host release
+rmmod v4l2loopback
+v4l2-ctl --list-devices
+sh -c "$LOAD_V4L2LOOPBACK"
+within 30 "the device is not fed again" logged "virtual camera: v4l2loopback is available"
+within 90 "the pictures are wrong" shows_session
+frames 5
+
+step "No session: the last picture stands"
+kill $(jobs -p %1)
+within 30 "the loss is not noticed" logged "restart #1"
+frames 10
+shows_session || fail "the pictures are wrong without a session"
+stop_host
+tail -5 /tmp/host.out

@@ -94,5 +94,5 @@ timeout 570 qemu-system-x86_64 -accel tcg,thread=multi -cpu max -m 3072 -smp 2 -
   -display none -vga none -nic none -monitor none -serial stdio -kernel "kernel/boot/vmlinuz-$release" -initrd initramfs.gz \
   -virtfs local,path=/,mount_tag=machine,security_model=none,readonly=on,multidevs=remap \
   -virtfs local,path="$PWD/guest",mount_tag=guest,security_model=none,readonly=on \
-  -append "console=ttyS0 quiet panic=-1" </dev/null | tr -d '\r' | tee console.log
+  -append "console=ttyS0 loglevel=3 panic=-1" </dev/null | tr -d '\r' | tee console.log
 grep -q '^VM-TESTS-PASSED' console.log || die "the tests in the virtual machine did not pass"
