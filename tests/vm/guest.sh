@@ -134,3 +134,43 @@ frames 10
 shows_session || fail "the pictures are wrong without a session"
 stop_host
 tail -5 /tmp/host.out
+
+step "No device in the list"
+rmmod v4l2loopback
+start_host
+within 20 "the miss is not reported" logged "device absent after 8 tries → activation needed"
+[ "$(times 'virtual camera Quorvex Camera NOT found among 0 devices')" = 8 ] || fail "other than 8 looks"
+sleep 2
+[ "$(times 'connectToSink: attempting')" = 8 ] || fail "the search has not ended"
+sh -c "$LOAD_V4L2LOOPBACK"
+within 20 "the device that has come is not taken" logged "sink connected; ready for swapped frames"
+[ "$(times 'activation needed')" = 1 ] || fail "the miss is reported again"
+frames 3
+stop_host
+grep -E "v4l2loopback|connectToSink|NOT found|device-list" $log
+
+step "A device of one stream: another program feeds it"
+ffmpeg -nostdin -v error -re -f lavfi -i testsrc=s=640x480:r=5 -pix_fmt yuyv422 -f v4l2 $camera &
+other=$!
+within 20 "ffmpeg does not feed the device" v4l2-ctl -d $camera --get-fmt-video
+start_host --virtual-camera v4l2
+within 20 "the miss is not reported" logged "device absent after 8 tries → activation needed"
+[ "$(grep -cF 'device has 1 streams; need at least 2' /tmp/host.out)" = 8 ] || fail "other than 8 errors"
+kill $other
+wait $other || true
+within 20 "the device that is free is not taken" logged "sink connected; ready for swapped frames"
+frames 3
+stop_host
+grep -E "streams|Another" /tmp/host.out | sort | uniq -c
+
+step "Compatibility format"
+mkdir -p $HOME/.config/quorvex-camera
+echo '{"rc.compatibilityFormat": true}' >$HOME/.config/quorvex-camera/settings.json
+start_host
+within 20 "the device is not fed" logged "virtual camera: v4l2loopback is available"
+v4l2-ctl -d $camera --list-formats-ext | grep -E "\[0\]|Size|Interval"
+frames 3 1843200
+colours 1280:720:0:0 4 | tee /tmp/grey
+sort -u /tmp/grey | awk '{ bad += NR > 1 || $1 < 32 || $1 > 42 || $1 != $2 || $1 != $3 }
+  END { exit bad }' || fail "the picture before the first is not dark grey"
+stop_host

@@ -20,24 +20,32 @@ for program in $programs; do
   [ -x "$build/bin/$program" ] || die "$build/bin/$program is missing: build it first"
 done
 
-# The kernel, what modules are built with, and the driver's source, all unpacked here: nothing of
-# this machine changes.
-fetch() {
-  rm -rf fetched kernel
+# Downloads the kernel, what modules are built with, and the driver's source. The image is not
+# installed: this machine would make it bootable.
+download() {
+  rm -rf fetched
   mkdir fetched
-  local release
   release=$(apt-cache depends linux-image-amd64 | sed -n 's/.*Depends: linux-image-//p' | head -1)
-  [ -n "$release" ] || die "apt knows no linux-image-amd64: run apt-get update as root"
-  (cd fetched && apt-get -qq download "linux-image-$release" "linux-headers-$release" \
-    "linux-headers-${release%-amd64}-common" linux-kbuild-6.1 v4l2loopback-dkms) ||
-    die "the kernel's packages cannot be fetched: run apt-get update as root, and see that" \
-      "deb.debian.org can be reached"
+  [ -n "$release" ] || return 1
+  local headers="linux-headers-$release"
+  (cd fetched && apt-get -qq download "linux-image-$release" "$headers" v4l2loopback-dkms \
+    $(apt-cache depends "$headers" | sed -n 's/.*Depends: \(linux-headers-.*\|linux-kbuild-.*\)/\1/p'))
+}
+fetch() {
+  if ! download; then
+    echo "Fetching the package lists anew" >&2
+    $([ "$(id -u)" -eq 0 ] || echo sudo) apt-get -qq update
+    download || die "Debian's kernel and v4l2loopback-dkms cannot be fetched with apt-get; see that" \
+      "the machine reaches a Debian 12 mirror"
+  fi
+  rm -rf kernel
   local package
   for package in fetched/*.deb; do dpkg-deb -x "$package" kernel; done
   sed -i "s|/usr/src|$PWD/kernel/usr/src|" "kernel/usr/src/linux-headers-$release/Makefile"
   depmod -b kernel "$release"
   make -s -C "kernel/usr/src/linux-headers-$release" \
     M="$(echo "$PWD"/kernel/usr/src/v4l2loopback-*)" modules
+  rm -rf fetched
   echo "$PWD" >kernel/complete
 }
 # The kernel's makefiles hold their own place.
