@@ -26,13 +26,15 @@ within() {
     [ $SECONDS -lt $end ] || { cat /tmp/tried; fail "$what"; }
     sleep 0.2
   done
+  cat /tmp/tried
 }
 logged() { grep -qF "$1" $log; }
 times() { grep -cF "$1" $log || true; }
 
+# Host and service are nice: two coding sessions fill the machine, and those who look must get on.
 start_host() {
   : >$log
-  bin/quorvex-camera --headless --fault-socket /tmp/faults --web-base $service --api-base $service \
+  nice bin/quorvex-camera --headless --fault-socket /tmp/faults --web-base $service --api-base $service \
     --socket-base ${service/http/ws} "$@" >/tmp/host.out 2>&1 &
   host=$!
 }
@@ -66,12 +68,12 @@ shows_bars() {
   echo "bars seen: $seen"
   [ "$seen" = "111 110 011 010 101 100 001 000 " ]
 }
-# The border that the service draws at the upper edge: one colour from end to end, and no bar's.
+# The border that the service draws at the upper edge: warm from end to end, which no bar is.
 shows_border() {
   local seen
-  seen=$(colours 1280:4:0:2 4 | awk '{ print int($1 / 32) "/" int($2 / 32) "/" int($3 / 32) }' | sort -u)
-  echo "border seen: $seen"
-  [ "$(echo "$seen" | wc -l)" = 1 ] && [ "$seen" != 7/7/7 ]
+  seen=$(colours 1280:4:0:2 4)
+  echo "border seen:" $seen
+  echo "$seen" | awk '{ bad += $1 < 150 || $2 < 90 || $3 > $1 - 40 } END { exit bad || NR != 4 }'
 }
 shows_session() { shows_bars && shows_border; }
 
@@ -91,11 +93,10 @@ step "V4L2 output"
 bin/vcam_vm_tests
 
 step "A session: vivid to the service to $camera"
-bin/quorvex-service --port 8899 --log >/tmp/service.out 2>&1 &
+nice bin/quorvex-service --port 8899 --log >/tmp/service.out 2>&1 &
 start_host --virtual-camera v4l2
 within 60 "the session does not come to life" logged "pipeline: answer applied=true"
-within 90 "the pictures are wrong" shows_session
-shows_session
+within 150 "the pictures are wrong" shows_session
 cat /tmp/host.out
 logged "webrtc: capturing vivid" || fail "the host does not capture from vivid"
 ! logged "capturing Quorvex" || fail "the host captures from itself"
@@ -124,7 +125,7 @@ rmmod v4l2loopback
 v4l2-ctl --list-devices
 sh -c "$LOAD_V4L2LOOPBACK"
 within 30 "the device is not fed again" logged "virtual camera: v4l2loopback is available"
-within 90 "the pictures are wrong" shows_session
+within 150 "the pictures are wrong" shows_session
 frames 5
 
 step "No session: the last picture stands"
@@ -147,7 +148,7 @@ within 20 "the device that has come is not taken" logged "sink connected; ready 
 [ "$(times 'activation needed')" = 1 ] || fail "the miss is reported again"
 frames 3
 stop_host
-grep -E "v4l2loopback|connectToSink|NOT found|device-list" $log
+grep -E "v4l2loopback|visible|attempt 1|NOT found|absent|device-list|sink" $log | cut -d' ' -f2-
 
 step "A device of one stream: another program feeds it"
 ffmpeg -nostdin -v error -re -f lavfi -i testsrc=s=640x480:r=5 -pix_fmt yuyv422 -f v4l2 $camera &

@@ -28,7 +28,7 @@ download() {
   release=$(apt-cache depends linux-image-amd64 | sed -n 's/.*Depends: linux-image-//p' | head -1)
   [ -n "$release" ] || return 1
   local headers="linux-headers-$release"
-  (cd fetched && apt-get -qq download "linux-image-$release" "$headers" v4l2loopback-dkms \
+  (cd fetched && apt-get -qq -o APT::Sandbox::User=root download "linux-image-$release" "$headers" v4l2loopback-dkms \
     $(apt-cache depends "$headers" | sed -n 's/.*Depends: \(linux-headers-.*\|linux-kbuild-.*\)/\1/p'))
 }
 fetch() {

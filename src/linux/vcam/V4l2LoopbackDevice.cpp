@@ -202,8 +202,9 @@ bool V4l2LoopbackDevice::setFormat(const std::string& path, RawVideoFormat wante
   pixels.ycbcr_enc = V4L2_YCBCR_ENC_601;
   pixels.quantization = V4L2_QUANTIZATION_LIM_RANGE;
   if (!control(node.get(), VIDIOC_S_FMT, &format)) {
-    // Before 0.14 it says nothing when another program has fixed a format; later it is busy.
-    *obstacle = {meaningOf(errno, path), errno == EBUSY};
+    // Since 0.14 it is busy while another program feeds it; before, it only answers differently.
+    const int code = errno;
+    *obstacle = {meaningOf(code, path), code == EBUSY};
     return false;
   }
   const auto* answer = std::ranges::find(kFormats, pixels.pixelformat, &FourCc::code);
