@@ -98,7 +98,7 @@ chmod +x initramfs/init
 (cd initramfs && find . | cpio -o -H newc --quiet) | gzip -1 >initramfs.gz
 
 # The machine's clock must not drag behind when the host's is slow: timing is part of what is tried.
-timeout 570 qemu-system-x86_64 -accel tcg,thread=multi -cpu max -m 3072 -smp 2 -no-reboot \
+timeout 1200 qemu-system-x86_64 -accel tcg,thread=multi -cpu max -m 3072 -smp 2 -no-reboot \
   -display none -vga none -nic none -monitor none -serial stdio -kernel "kernel/boot/vmlinuz-$release" -initrd initramfs.gz \
   -virtfs local,path=/,mount_tag=machine,security_model=none,readonly=on,multidevs=remap \
   -virtfs local,path="$PWD/guest",mount_tag=guest,security_model=none,readonly=on \
