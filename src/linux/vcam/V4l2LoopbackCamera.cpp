@@ -26,7 +26,7 @@ constexpr milliseconds kReleaseFor{10000};
 
 constexpr const char* kNoDevice =
     "There is no v4l2loopback device named \"Quorvex Camera\": load its driver with sudo modprobe "
-    "v4l2loopback exclusive_caps=1 max_buffers=4 card_label=\"Quorvex Camera\"";
+    "v4l2loopback video_nr=42 exclusive_caps=1 max_buffers=4 card_label=\"Quorvex Camera\"";
 
 const char* nameOf(RawVideoFormat format) {
   switch (format) {

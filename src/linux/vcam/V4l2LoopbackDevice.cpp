@@ -231,6 +231,10 @@ bool V4l2LoopbackDevice::mapBuffers() {
   for (unsigned index = 0; index < buffers; ++index) {
     v4l2_buffer buffer = bufferNumbered(index);
     if (!control(node.get(), VIDIOC_QUERYBUF, &buffer)) return false;
+    if (index > 0 && buffer.m.offset == mappings[0].offset) {
+      buffers = index;  // fewer than it says, see `locate`
+      break;
+    }
     if (buffer.length < rawVideoBytes(agreed)) {
       errno = ENOBUFS;
       return false;
