@@ -33,6 +33,8 @@ void AppDelegate::applicationDidFinishLaunching() {
   faces = makeFaceActions();
   controls = makeSwapControls();
   account = makeAccountActions();
+  menus = makeMenus();
+  menus->buildMainMenu();
   buildStatusMenu("Starting…");
   const bool relaunched = isSet("RC_RELAUNCHED");
   const bool forced = isSet("RC_FORCE_ACTIVATE") && !relaunched;
@@ -45,6 +47,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   model.mouthMask = true;
   model.enhance = platform.defaults.boolean("rc.enhance");
   faces->refreshFaces();
+  buildMainWindow();
   if (forced) {
     hostLog("RC_FORCE_ACTIVATE → requesting replace activation up front");
     return activate("Updating extension…");
@@ -57,6 +60,8 @@ std::shared_ptr<Pipeline> AppDelegate::makePipeline() {
   Pipeline::Callbacks wiring;
   wiring.buildStatusMenu =
       weakly(this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
+  wiring.setStatusLine = weakly(
+      this, [](AppDelegate& self, const std::string& text) { self.menus->setStatusLine(text); });
   wiring.faceConfig = [store = faceStore] { return store->faceConfig(); };
   wiring.syncPausedToServer =
       weakly(this, [](AppDelegate& self) { self.controls->syncPausedToServer(); });
@@ -156,13 +161,55 @@ void AppDelegate::wireModelActions() {
   model.onCalibrate = control(&SwapControls::calibrate);
   model.onClearLock = control(&SwapControls::clearLock);
   model.onReconnect = weakly(this, [](AppDelegate& self) { self.pipeline->reconnectTapped(); });
+  model.onReportBug = weakly(this, [](AppDelegate& self) { self.reportBug(); });
   model.onCancelQueue = weakly(this, [](AppDelegate& self) { self.pipeline->cancelQueue(); });
 }
 
-void AppDelegate::buildStatusMenu(const std::string& text) {
-  model.statusText = text;
-  model.isSignedIn = platform.auth->storedRefreshToken().has_value();
-  model.isSigningIn = platform.auth->isSigningIn();
+std::shared_ptr<Menus> AppDelegate::makeMenus() {
+  const auto run = [this](auto action) { return weakly(this, action); };
+  Menus::Actions actions{
+      {MenuAction::openWindow, run([](AppDelegate& self) { self.openWindow(); })},
+      {MenuAction::menuPause, run([](AppDelegate& self) { self.controls->togglePause(); })},
+      {MenuAction::menuFlip, run([](AppDelegate& self) { self.controls->toggleFlip(); })},
+      {MenuAction::menuToggleSelfView,
+       run([](AppDelegate& self) { self.model.showSelfView = !self.model.showSelfView; })},
+      {MenuAction::reconnectTapped,
+       run([](AppDelegate& self) { self.pipeline->reconnectTapped(); })},
+      {MenuAction::menuHelp,
+       run([](AppDelegate& self) { (void)self.platform.workspace.open(self.endpoints.webBase); })},
+      {MenuAction::reportBug, run([](AppDelegate& self) { self.reportBug(); })},
+      {MenuAction::signInTapped, run([](AppDelegate& self) { self.account->signIn(); })},
+      {MenuAction::signOutTapped, run([](AppDelegate& self) { self.account->signOut(); })},
+      {MenuAction::chooseFace, run([](AppDelegate& self) { self.faces->chooseFace(); })},
+      {MenuAction::clearFace, run([](AppDelegate& self) { self.faces->clearFace(); })},
+      {MenuAction::toggleEnhance, run([](AppDelegate& self) { self.controls->toggleEnhance(); })},
+      {MenuAction::reinstall, run([](AppDelegate& self) {
+         if (self.requestActivation) self.requestActivation();
+       })},
+      {MenuAction::quit, run([](AppDelegate& self) { self.platform.terminate(); })}};
+  return std::make_shared<Menus>(
+      Menus::Dependencies{platform.windows, model, platform.defaults, faceStore, platform.auth},
+      std::move(actions));
+}
+
+void AppDelegate::buildMainWindow() {
+  if (!platform.makeMainWindow) return;
+  window = platform.makeMainWindow(model);
+  window->makeKeyAndOrderFront();
+}
+
+void AppDelegate::openWindow() {
+  if (window && window->isVisible()) return window->makeKeyAndOrderFront();
+  if (window) window->close();
+  window.reset();
+  buildMainWindow();
+}
+
+void AppDelegate::reportBug() {
+  hostLog("menu: Report a Bug tapped");
+  (void)platform.workspace.open(bugReportUrl(endpoints.supportAddress, platform.bundle,
+                                             platform.auth->storedRefreshToken().has_value(),
+                                             model.statusText));
 }
 
 void AppDelegate::activate(const std::string& status) {
@@ -183,9 +230,22 @@ void AppDelegate::handleDeviceMissing(bool relaunched) {
 }
 
 bool AppDelegate::applicationShouldTerminate() {
+  const auto isCancelled = [this] {
+    return platform.windows->runModal(
+               {.messageText = "Quit Quorvex Camera?",
+                .informativeText =
+                    "Your virtual camera is live. Quitting stops it — others in your "
+                    "call will see your camera freeze or drop.",
+                .buttons = {"Quit", "Cancel"}}) != 0;
+  };
+  if (model.isLive && platform.windows && isCancelled()) return false;
+  applicationWillTerminate();
+  return true;
+}
+
+void AppDelegate::applicationWillTerminate() {
   hostLog("lifecycle: quitting — disconnecting cleanly");
   pipeline->disconnectForQuit();
-  return true;
 }
 
 }  // namespace quorvex

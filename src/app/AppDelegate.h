@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "app/Menus.h"
 #include "auth/AccountActions.h"
 #include "faces/FaceActions.h"
 #include "faces/SwapControls.h"
@@ -19,8 +20,10 @@
 #include "platform/RtcEngine.h"
 #include "platform/SystemLog.h"
 #include "platform/WebSocket.h"
+#include "platform/Windows.h"
 #include "signaling/SignalingClient.h"
 #include "sink/FrameProducer.h"
+#include "support/BugReport.h"
 #include "support/DiagnosticReporter.h"
 #include "support/ServiceEndpoints.h"
 
@@ -43,10 +46,16 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
     CoreMediaIO& cmio;
     RtcEngine& rtcEngine;
     const ImageCodec& images;
-    OpenPanel* openPanel;  ///< none where there are no windows
+    /// None of these three where nothing is shown.
+    Windows* windows;
+    std::function<std::unique_ptr<Window>(AppModel&)> makeMainWindow;
+    OpenPanel* openPanel;
     std::shared_ptr<AuthManager> auth;
     Workspace& workspace;
     std::function<std::optional<std::string>(const char* name)> environment;
+    BundleInformation bundle;
+    /// Ends the application if `applicationShouldTerminate` agrees.
+    std::function<void()> terminate;
   };
 
   AppDelegate(Platform platform, ServiceEndpoints endpoints);
@@ -54,8 +63,14 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   /// Wires everything and sets out to find the virtual camera; the session follows from there.
   void applicationDidFinishLaunching();
 
-  /// Disconnects cleanly; true when the process may end.
-  bool applicationShouldTerminate();
+  /// Asks the user when others would notice, and disconnects cleanly; true when the process may
+  /// end.
+  [[nodiscard]] bool applicationShouldTerminate();
+  /// Disconnects cleanly and asks nobody: the process is about to end.
+  void applicationWillTerminate();
+
+  /// Brings the main window to the front; makes a new one when it has been closed.
+  void openWindow();
 
   [[nodiscard]] AppModel& appModel() { return model; }
   [[nodiscard]] SinkStatistics sinkStatistics() const { return frameProducer->statistics(); }
@@ -74,7 +89,10 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void wireModelActions();
   void wireFaceActions();
   void wireAccountActions();
-  void buildStatusMenu(const std::string& text);
+  [[nodiscard]] std::shared_ptr<Menus> makeMenus();
+  void buildStatusMenu(const std::string& text) { menus->buildStatusMenu(text); }
+  void buildMainWindow();
+  void reportBug();
   void activate(const std::string& status);
   void handleDeviceMissing(bool relaunched);
 
@@ -82,10 +100,12 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   const ServiceEndpoints endpoints;
   std::shared_ptr<FrameProducer> frameProducer;
   AppModel model;
+  std::unique_ptr<Window> window;
   DiagnosticReporter diagnostics;
   std::shared_ptr<SignalingClient> signaling;
   std::shared_ptr<WebRTCClient> webrtc;
   std::shared_ptr<FaceStore> faceStore;
+  std::shared_ptr<Menus> menus;
   std::shared_ptr<FaceActions> faces;
   std::shared_ptr<SwapControls> controls;
   std::shared_ptr<AccountActions> account;

@@ -42,8 +42,10 @@ std::shared_ptr<PipelineSession> Pipeline::makeSession() {
 
 std::shared_ptr<AdmissionQueue> Pipeline::makeAdmissionQueue() {
   AdmissionQueue::Callbacks wiring;
-  wiring.showPosition =
-      weakly(this, [](Pipeline& self, const std::string& label) { self.showStatus(label); });
+  wiring.showPosition = weakly(this, [](Pipeline& self, const std::string& label) {
+    self.sessionStatus = label;
+    self.callbacks.setStatusLine(label);
+  });
   wiring.offerAgain = weakly(this, [](Pipeline& self) {
     self.showStatus("Reconnecting…");
     self.promoteFromQueue();

@@ -33,6 +33,8 @@ class Pipeline : public SignalingClientDelegate,
   /// What the rest of the host does for the pipeline.
   struct Callbacks {
     std::function<void(const std::string& text)> buildStatusMenu;
+    /// Shows a status line that changes often, and nothing else.
+    std::function<void(const std::string& text)> setStatusLine;
     std::function<std::optional<Json>()> faceConfig;
     std::function<void()> syncPausedToServer;
     std::function<void(const std::string& kind, const std::string& connectionError,

@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 #include <QHostAddress>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QString>
 #include <QUrl>
@@ -28,6 +29,11 @@ std::string knownKeys() {
 /// None when the value will do; else what is wrong with it.
 std::optional<std::string> problemWith(const Setting& setting, const std::string& value) {
   const auto quoted = "\"" + value + "\"";
+  if (setting.field == &ServiceEndpoints::supportAddress) {
+    static const QRegularExpression kAddress("^[A-Za-z0-9._+-]+@[A-Za-z0-9-]+(\\.[A-Za-z0-9-]+)+$");
+    if (kAddress.match(QString::fromStdString(value)).hasMatch()) return std::nullopt;
+    return quoted + " is no mail address: give one like " + setting.builtIn;
+  }
   if (!setting.secureScheme) {
     const QUrl url("stun://" + QString::fromStdString(value));
     if (url.isValid() && url.host() == QString::fromStdString(value).toLower()) return std::nullopt;
@@ -89,7 +95,10 @@ const std::vector<Setting>& settings() {
        "Base address of the service's status socket.", "wss://api.quorvex.example", "wss", "ws",
        &ServiceEndpoints::socketBase, true},
       {"stun_host", "QUORVEX_STUN_HOST", "stun", "HOST", "Public STUN server, asked on port 19302.",
-       "stun.quorvex.example", nullptr, nullptr, &ServiceEndpoints::stunHost, false}};
+       "stun.quorvex.example", nullptr, nullptr, &ServiceEndpoints::stunHost, false},
+      {"support_address", "QUORVEX_SUPPORT_ADDRESS", "support-address", "ADDRESS",
+       "Whom bug reports are mailed to.", "support@quorvex.example", nullptr, nullptr,
+       &ServiceEndpoints::supportAddress, false}};
   return kSettings;
 }
 

@@ -19,7 +19,7 @@ struct Setting {
   const char* valueName;
   const char* description;
   const char* builtIn;
-  const char* secureScheme;  ///< what its URL must begin with; none for a host name
+  const char* secureScheme;  ///< what its URL must begin with; none for a host or mail address
   const char* localScheme;   ///< allowed instead toward this very machine
   std::string ServiceEndpoints::*field;
   bool servedByDemo;  ///< the demo's own service decides it

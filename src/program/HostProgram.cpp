@@ -46,6 +46,9 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
       auth(std::make_shared<AuthManager>(AuthManager::Dependencies{mainQueue, clock, http, keyStore,
                                                                    crypto, listeners, workspace,
                                                                    setup.endpoints.webBase})),
+      desktop(setup.options.headless || !setup.options.command.empty()
+                  ? nullptr
+                  : std::make_unique<Desktop>(defaults, [this] { terminate(); })),
       delegate(std::make_shared<AppDelegate>(platform(), setup.endpoints)),
       monitor(mainQueue, clock, console, watched()) {
   if (setup.options.reportFile) mainThread.emplace(mainQueue);
@@ -79,10 +82,18 @@ AppDelegate::Platform HostProgram::platform() {
           .cmio = faultyCmio ? static_cast<CoreMediaIO&>(*faultyCmio) : cmio,
           .rtcEngine = engine,
           .images = images,
-          .openPanel = nullptr,
+          .windows = desktop ? &desktop->windows : nullptr,
+          .makeMainWindow =
+              desktop ? [this](AppModel& model) { return desktop->windows.makeMainWindow(model); }
+                      : std::function<std::unique_ptr<Window>(AppModel&)>(),
+          .openPanel = desktop ? &desktop->openPanel : nullptr,
           .auth = auth,
           .workspace = workspace,
-          .environment = setup.environment};
+          .environment = setup.environment,
+          .bundle = {.version = QUORVEX_VERSION,
+                     .build = QUORVEX_BUILD,
+                     .operatingSystem = QSysInfo::prettyProductName().toStdString()},
+          .terminate = [this] { terminate(); }};
 }
 
 RunMonitor::Sources HostProgram::watched() {
@@ -108,8 +119,6 @@ bool HostProgram::listenForFaults() {
 
 int HostProgram::run() {
   if (!listenForFaults()) return kBadOptions;
-  if (!setup.options.headless)
-    console.note("This version has no window yet; it runs as with --headless");
   console.note(virtualCamera.explanation());
   console.note("Log: " + hostLogPath());
   if (camera->captureDevices().empty())
@@ -161,8 +170,19 @@ int HostProgram::account(const std::string& command) {
 }
 
 void HostProgram::quit() {
+  delegate->applicationWillTerminate();
   monitor.stop();
-  if (delegate->applicationShouldTerminate()) QCoreApplication::quit();
+  QCoreApplication::quit();
+}
+
+void HostProgram::terminate() {
+  if (!delegate->applicationShouldTerminate()) return;
+  monitor.stop();
+  QCoreApplication::quit();
+}
+
+void HostProgram::openWindow() {
+  delegate->openWindow();
 }
 
 bool HostProgram::writeReport() const {

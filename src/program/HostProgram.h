@@ -29,6 +29,9 @@
 #include "program/Options.h"
 #include "program/RunMonitor.h"
 #include "program/VirtualCameraChoice.h"
+#include "ui/DesktopApplication.h"
+#include "ui/QtOpenPanel.h"
+#include "ui/QtWindows.h"
 
 namespace quorvex {
 
@@ -57,11 +60,23 @@ class HostProgram {
   /// code: 0 done or signed in, 1 not, 2 no such command.
   int account(const std::string& command);
 
-  /// Takes leave of the service and ends the event loop. Main thread.
+  /// Takes leave of the service and ends the event loop; asks nobody. Main thread.
   void quit();
 
+  /// Brings the main window to the front. Main thread.
+  void openWindow();
+
  private:
+  /// What is shown on the desktop, where there is one.
+  struct Desktop {
+    Desktop(Defaults& defaults, std::function<void()> terminate)
+        : windows(defaults, std::move(terminate)) {}
+    QtWindows windows;
+    QtOpenPanel openPanel;
+  };
+
   [[nodiscard]] AppDelegate::Platform platform();
+  void terminate();
   [[nodiscard]] RunMonitor::Sources watched();
   [[nodiscard]] std::function<void(std::string_view)> logAndNote();
   [[nodiscard]] bool listenForFaults();
@@ -91,6 +106,7 @@ class HostProgram {
   QtLoopbackListeners listeners;
   DesktopWorkspace workspace;
   std::shared_ptr<AuthManager> auth;
+  std::unique_ptr<Desktop> desktop;  ///< none when headless
   std::shared_ptr<AppDelegate> delegate;
   std::optional<MainThreadWatch> mainThread;  ///< where its findings are asked for
   RunMonitor monitor;

@@ -1,6 +1,6 @@
 #include <malloc.h>
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QStandardPaths>
 #include <cstdio>
 #include <cstdlib>
@@ -15,12 +15,14 @@
 #include "program/HostProgram.h"
 #include "program/Options.h"
 #include "program/TerminationSignals.h"
+#include "ui/DesktopApplication.h"
 
 using namespace quorvex;  // NOLINT: the program is this namespace's
 
 namespace {
 
 constexpr int kBadOptions = 2;
+constexpr const char* kApplicationId = "com.tessaly.quorvexcamera";
 constexpr int kLargeBlock = 256 << 10;
 
 /// Pictures come and go with every session. Left to itself the allocator keeps their megabytes, in
@@ -73,19 +75,48 @@ int facesCommand(const HostProgram::Setup& setup) {
   return FacesCommand(store).run({words.begin() + 1, words.end()});
 }
 
+bool hasDisplay() {
+  return environment("WAYLAND_DISPLAY") || environment("DISPLAY") || environment("QT_QPA_PLATFORM");
+}
+
+/// Qt ends the process by a crash when a display that is named cannot be had.
+void explainFatal(QtMsgType type, const QMessageLogContext&, const QString& text) {
+  std::fprintf(stderr, "%s\n", qPrintable(text));
+  if (type != QtFatalMsg) return;
+  std::fputs("quorvex-camera: the window cannot be shown; run with --headless\n", stderr);
+  std::_Exit(kBadOptions);
+}
+
+std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv, bool withWindows) {
+  if (!withWindows) return std::make_unique<QCoreApplication>(argc, argv);
+  QGuiApplication::setDesktopFileName(kApplicationId);
+  const auto before = qInstallMessageHandler(explainFatal);
+  auto application = std::make_unique<QApplication>(argc, argv);
+  qInstallMessageHandler(before);
+  return application;
+}
+
+std::variant<Options, OptionsExit> parsedOptions(int argc, char** argv) {
+  const QCoreApplication forItsHelp(argc, argv);
+  return parseOptions({argv, argv + argc});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   keepMemoryFlat();
-  QCoreApplication application(argc, argv);
   QCoreApplication::setApplicationName("quorvex-camera");
-  const auto parsed = parseOptions({argv, argv + argc});
+  QCoreApplication::setApplicationVersion(QUORVEX_VERSION);
+  const auto parsed = parsedOptions(argc, argv);
   if (const auto* exit = std::get_if<OptionsExit>(&parsed)) {
     std::fputs(exit->text.c_str(), exit->exitCode == 0 ? stdout : stderr);
     return exit->exitCode;
   }
   HostProgram::Setup setup;
   setup.options = std::get<Options>(parsed);
+  const bool withWindows = !setup.options.headless && setup.options.command.empty();
+  if (withWindows && !hasDisplay()) return refuse("there is no display; run with --headless");
+  const auto application = makeApplication(argc, argv, withWindows);
   setup.settingsPath = configFolder() + (setup.options.demo ? "/demo" : "") + "/settings.json";
   const auto command = setup.options.command;
   if (!command.empty() && command.front() == "faces") return facesCommand(setup);
@@ -95,6 +126,11 @@ int main(int argc, char** argv) {
     return refuse(problem->message);
   setup.endpoints = std::get<ServiceEndpoints>(configuration);
 
+  DesktopApplication desktop(kApplicationId + QString(setup.options.demo ? ".Demo" : ""));
+  if (withWindows && environment("RC_RELAUNCHED") != "1" && desktop.handOver()) {
+    std::puts("Quorvex Camera runs already; its window has been brought forward.");
+    return 0;
+  }
   HostProgram* host = nullptr;
   const TerminationSignals signals([&host] {
     if (host) host->quit();
@@ -114,5 +150,6 @@ int main(int argc, char** argv) {
   HostProgram program(std::move(setup), console);
   host = &program;
   if (!command.empty()) return program.account(command.size() == 2 ? command[1] : "");
+  if (withWindows) desktop.serve([&program] { program.openWindow(); });
   return program.run();
 }

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "support/Json.h"
+#include "support/PercentEncoding.h"
 #include "support/ServiceEndpoints.h"
 
 namespace quorvex {
@@ -18,20 +19,6 @@ bool decomposes(std::string_view url) {
   for (const unsigned char c : url)
     if (c <= ' ' || c >= 0x7f || c == '"' || c == '<' || c == '>' || c == '\\') return false;
   return true;
-}
-
-std::string percentEncoded(std::string_view text) {
-  constexpr std::string_view kHex = "0123456789ABCDEF";
-  std::string encodedText;
-  for (const unsigned char c : text) {
-    if ((c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-' ||
-        c == '.' || c == '_' || c == '~') {
-      encodedText.push_back(static_cast<char>(c));
-    } else {
-      encodedText.append({'%', kHex[c >> 4], kHex[c & 15]});
-    }
-  }
-  return encodedText;
 }
 
 }  // namespace

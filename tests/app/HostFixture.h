@@ -10,6 +10,7 @@
 #include "fakes/FakeEngine.h"
 #include "fakes/FakeImages.h"
 #include "fakes/FakeService.h"
+#include "fakes/FakeWindows.h"
 #include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
 
@@ -91,6 +92,7 @@ class HostTest : public ::testing::Test {
   FakeCmio cmio;
   FakeEngine engine;
   FakeImages images;
+  FakeWindows windows;
   FakeOpenPanel openPanel;
   FakeKeyStore keyStore;
   FakeCrypto crypto;
@@ -101,15 +103,31 @@ class HostTest : public ::testing::Test {
   std::map<std::string, std::string> environment;
   std::shared_ptr<FakeTrack> track;
   std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
-      AppDelegate::Platform{
-          mainQueue, [this](const std::string&) { return sinkQueue; }, mainQueue, clock, http,
-          sockets, defaults, systemLog, cmio, engine, images, &openPanel, auth, workspace,
-          [this](const char* name) {
-            const auto found = environment.find(name);
-            return found == environment.end() ? std::nullopt : std::optional(found->second);
-          }},
+      AppDelegate::Platform{mainQueue,
+                            [this](const std::string&) { return sinkQueue; },
+                            mainQueue,
+                            clock,
+                            http,
+                            sockets,
+                            defaults,
+                            systemLog,
+                            cmio,
+                            engine,
+                            images,
+                            &windows,
+                            [this](AppModel&) { return windows.makeWindow(); },
+                            &openPanel,
+                            auth,
+                            workspace,
+                            [this](const char* name) {
+                              const auto found = environment.find(name);
+                              return found == environment.end() ? std::nullopt
+                                                                : std::optional(found->second);
+                            },
+                            {"1.2", std::nullopt, "Linux 7"},
+                            [this] { windows.hasTerminated = host->applicationShouldTerminate(); }},
       ServiceEndpoints{"https://web.example", "https://api.example", "wss://api.example",
-                       "stun.example"});
+                       "stun.example", "help@web.example"});
 };
 
 }  // namespace quorvex

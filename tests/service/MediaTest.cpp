@@ -143,7 +143,8 @@ TEST(Media, goesOnAfterANewOfferGivesAVanishedPeersPlaceOnAndEndsWithTheServiceA
   EXPECT_EQ(smaller.received(0).back().width, 640);
   EXPECT_EQ(second.offer(second.peer), json({{"status", "queued"}, {"queue_position", 1}}));
   EXPECT_EQ(second.status.receive()->at("total_in_queue"), 1);
-  for (const json& client : service->state().at("clients"))
+  const json state = service->state();
+  for (const json& client : state.at("clients"))
     EXPECT_EQ(client.at("live"), client.at("id") == first.client);
   EXPECT_EQ(service->control("peers", R"({"vanish":true})"), "204 ");
   EXPECT_EQ(second.status.receive()->at("action"), "start_connection");

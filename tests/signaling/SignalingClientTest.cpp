@@ -98,7 +98,7 @@ class SignalingClientTest : public ::testing::Test {
           http,
           sockets,
           defaults,
-          {"https://web.example/", "https://api.example", "wss://api.example", "stun.example"},
+          {"https://web.example/", "https://api.example", "wss://api.example", "stun.example", ""},
           &accounts});
   HttpResult answer = ok(R"({"token":"t.x","user_uuid":"u1","type":"device"})");
   std::string lastBody;
