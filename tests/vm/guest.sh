@@ -192,3 +192,24 @@ colours 1280:720:0:0 4 | tee /tmp/grey
 sort -u /tmp/grey | awk '{ bad += NR > 1 || $1 < 32 || $1 > 42 || $1 != $2 || $1 != $3 }
   END { exit bad }' || fail "the picture before the first is not dark grey"
 stop_host
+
+step "PipeWire beside the video device"
+mkdir -p $HOME/.config/wireplumber/bluetooth.lua.d
+echo 'bluez_monitor.properties["with-logind"] = false' \
+  >$HOME/.config/wireplumber/bluetooth.lua.d/80-no-logind.lua
+export DBUS_SESSION_BUS_ADDRESS=unix:path=/run/user/bus
+dbus-daemon --session --nofork --nopidfile --address=$DBUS_SESSION_BUS_ADDRESS >/dev/null 2>&1 &
+within 60 "no bus" test -S /run/user/bus
+pipewire >/tmp/pipewire.out 2>&1 &
+within 60 "no PipeWire" test -S /run/user/pipewire-0
+wireplumber >/tmp/wireplumber.out 2>&1 &
+start_host
+within 60 "PipeWire is not fed" logged "virtual camera: PipeWire is available"
+gst-launch-1.0 -q pipewiresrc target-object=quorvex_camera num-buffers=5 ! \
+  video/x-raw,format=NV12,width=1280,height=720 ! filesink location=/tmp/pipewire.nv12 >/dev/null &
+reader=$!
+frames 5 1843200
+wait $reader || fail "PipeWire's reader fails"
+[ "$(stat -c %s /tmp/pipewire.nv12)" = $((5 * 1382400)) ] || fail "PipeWire's reader read too little"
+echo "5 pictures through each at once"
+stop_host
