@@ -1,9 +1,14 @@
 #!/usr/bin/env bash
 # Everything that has to hold: format, layers, lint, all tests, the unit tests again under
 # AddressSanitizer and UndefinedBehaviorSanitizer, and those of the host's core under
-# ThreadSanitizer. Installs what is missing first.
+# ThreadSanitizer. With --vm also the host against the real kernel drivers, in a virtual machine.
+# Installs what is missing first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+case "${1:-}" in
+  '' | --vm) ;;
+  *) echo "Usage: scripts/test.sh [--vm]" >&2; exit 2 ;;
+esac
 
 step() { printf '\n== %s (%d s)\n' "$1" "$SECONDS"; }
 jobs=$(nproc)
@@ -36,5 +41,10 @@ step "Pipeline, signaling, sink and queue tests under ThreadSanitizer"
 cmake --preset tsan -DQUORVEX_TESTS=ON -DQUORVEX_BENCH=OFF >/dev/null
 cmake --build --preset tsan --target core_tests threads_tests
 for tests in core_tests threads_tests; do build/tsan/bin/$tests --gtest_brief=1; done
+
+if [ "${1:-}" = --vm ]; then
+  step "Virtual machine with vivid and v4l2loopback"
+  tests/vm/run.sh
+fi
 
 step "All is well"

@@ -10,7 +10,8 @@ constexpr qint64 kLongestLine = 64;
 
 }  // namespace
 
-FaultCommands::FaultCommands(FaultyCoreMediaIO& virtualCamera) : camera(virtualCamera) {
+FaultCommands::FaultCommands(FaultyCoreMediaIO& virtualCamera, V4l2LoopbackCamera* videoDevice)
+    : camera(virtualCamera), loopback(videoDevice) {
   server.setSocketOptions(QLocalServer::UserAccessOption);
   QObject::connect(&server, &QLocalServer::newConnection, &server, [this] { accept(); });
 }
@@ -40,9 +41,14 @@ std::string FaultCommands::answer(const std::string& command) const {
                                                    {"refuse", Fault::refuse},
                                                    {"stall", Fault::stall},
                                                    {"vanish", Fault::vanish}};
+  if (command == "release") {
+    if (!loopback) return "no video device is fed; start with --virtual-camera v4l2 or auto";
+    loopback->release();
+    return "ok";
+  }
   const auto found = faults.find(command);
   if (found == faults.end())
-    return "\"" + command + "\" is no fault; give none, refuse, stall or vanish";
+    return "\"" + command + "\" is no fault; give none, refuse, stall, vanish or release";
   camera.set(found->second);
   return "ok";
 }

@@ -32,7 +32,7 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
       webSockets(network),
       ledger(std::make_shared<FrameLedger>()),
       probe(ledger),
-      virtualCamera(setup.options, logAndNote()),
+      virtualCamera(setup.options, defaults, logAndNote()),
       cmio(virtualCamera.outputs(), logAndNote(),
            [this](const CMSampleBuffer& sample) {
              if (sample.imageBuffer)
@@ -109,7 +109,7 @@ RunMonitor::Sources HostProgram::watched() {
 bool HostProgram::listenForFaults() {
   const auto& path = setup.options.faultSocket;
   if (!path) return true;
-  faultCommands.emplace(*faultyCmio);
+  faultCommands.emplace(*faultyCmio, virtualCamera.videoDevice());
   std::string why;
   if (faultCommands->listen(*path, &why)) return true;
   console.note("quorvex-camera: --fault-socket " + *path + " cannot be had (" + why +

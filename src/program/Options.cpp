@@ -35,12 +35,16 @@ void declare(QCommandLineParser& parser) {
       {"camera", "auto, pattern, y4m:FILE or /dev/videoN (default auto: the first webcam).",
        "CAMERA", "auto"},
       {"virtual-camera",
-       "auto, pipewire or embedded (default auto: pipewire; in the demo embedded "
-       "when PipeWire does not answer).",
+       "auto, v4l2, pipewire or embedded (default auto: v4l2 and pipewire, what of them can be "
+       "had; "
+       "in the demo embedded when neither can).",
        "OUTPUT", "auto"},
+      {"compatibility-format",
+       "Show the V4L2 camera in YUYV, for programs without NV12; from the start on in which no "
+       "program has it open."},
       {"fault-socket",
        "Take commands that make the virtual camera misbehave on the unix socket <PATH>: a line "
-       "each, refuse, stall, vanish or none.",
+       "each, refuse, stall, vanish, release or none.",
        "PATH"},
       {"config", "Read settings from <FILE> instead of the user's own.", "FILE"},
       {"version", "Print the version and end."},
@@ -67,12 +71,14 @@ std::optional<OptionsExit> readCamera(const std::string& value, Options& options
 }
 
 std::optional<OptionsExit> readVirtualCamera(const std::string& value, Options& options) {
-  if (value == "pipewire")
+  if (value == "v4l2")
+    options.virtualCamera = Options::VirtualCamera::v4l2;
+  else if (value == "pipewire")
     options.virtualCamera = Options::VirtualCamera::pipewire;
   else if (value == "embedded")
     options.virtualCamera = Options::VirtualCamera::embedded;
   else if (value != "auto")
-    return refused("--virtual-camera " + value + ": give auto, pipewire or embedded");
+    return refused("--virtual-camera " + value + ": give auto, v4l2, pipewire or embedded");
   return std::nullopt;
 }
 
@@ -115,6 +121,7 @@ std::variant<Options, OptionsExit> parseOptions(const std::vector<std::string>& 
     return refused("there is no argument \"" + options.command.front() + "\"");
   options.demo = parser.isSet("demo");
   options.headless = parser.isSet("headless");
+  options.compatibilityFormat = parser.isSet("compatibility-format");
   if (parser.isSet("report")) options.reportFile = parser.value("report").toStdString();
   if (parser.isSet("fault-socket"))
     options.faultSocket = parser.value("fault-socket").toStdString();

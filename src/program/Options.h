@@ -12,7 +12,7 @@ namespace quorvex {
 /// machine.
 struct Options {
   enum class Camera { automatic, pattern, y4m, device };
-  enum class VirtualCamera { automatic, pipewire, embedded };
+  enum class VirtualCamera { automatic, v4l2, pipewire, embedded };
 
   /// A command to carry out instead of running the host, "faces" or "account" first; empty for
   /// none.
@@ -24,6 +24,7 @@ struct Options {
   Camera camera = Camera::automatic;
   std::string cameraPath;  ///< of a y4m file or a device
   VirtualCamera virtualCamera = VirtualCamera::automatic;
+  bool compatibilityFormat = false;  ///< YUYV in the video device, for programs without NV12
   /// Where commands come from that make the virtual camera misbehave.
   std::optional<std::string> faultSocket;
   std::optional<std::string> configFile;

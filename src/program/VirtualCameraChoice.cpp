@@ -8,14 +8,20 @@
 
 namespace quorvex {
 
-VirtualCameraChoice::VirtualCameraChoice(const Options& options,
-                                         const std::function<void(std::string_view)>& log) {
-  const bool embedded = options.virtualCamera == Options::VirtualCamera::embedded ||
-                        (options.virtualCamera == Options::VirtualCamera::automatic &&
-                         options.demo && PipeWireCamera::whyNoDaemon());
-  if (embedded)
+VirtualCameraChoice::VirtualCameraChoice(const Options& options, const Defaults& settings,
+                                         const Log& log) {
+  using Kind = Options::VirtualCamera;
+  const Kind kind = options.virtualCamera;
+  const bool compatible = options.compatibilityFormat || settings.boolean(kCompatibilityFormatKey);
+  if (kind == Kind::v4l2 || kind == Kind::automatic)
+    chooseV4l2(compatible ? RawVideoFormat::yuy2 : RawVideoFormat::nv12, log);
+  // The demo is content with what there is, so that it needs nothing installed.
+  const bool content = kind == Kind::automatic && options.demo;
+  if (loopback && !(content && !loopback->available())) explainV4l2();
+  if (kind == Kind::embedded ||
+      (content && !loopback->available() && PipeWireCamera::whyNoDaemon()))
     chooseEmbedded(log);
-  else
+  else if (kind != Kind::v4l2)
     choosePipeWire();
 }
 
@@ -24,19 +30,34 @@ VirtualCameraChoice::~VirtualCameraChoice() {
   if (privateFolder) ::rmdir(privateFolder->c_str());
 }
 
+void VirtualCameraChoice::chooseV4l2(RawVideoFormat format, const Log& log) {
+  loopback = std::make_shared<V4l2LoopbackCamera>(format, log);
+  chosen.push_back(loopback);
+}
+
+void VirtualCameraChoice::explainV4l2() {
+  const auto path = V4l2LoopbackDevice::find().value_or("/dev/videoN");
+  explain(loopback->whyUnavailable().value_or("Virtual camera: video device " + path +
+                                              "; watch it with: ffplay -f v4l2 -i " + path));
+}
+
 void VirtualCameraChoice::choosePipeWire() {
-  line = PipeWireCamera::whyNoDaemon().value_or(
+  explain(PipeWireCamera::whyNoDaemon().value_or(
       "Virtual camera: PipeWire node \"Quorvex Camera\"; watch it with: gst-launch-1.0 pipewiresrc "
-      "target-object=quorvex_camera ! videoconvert ! autovideosink");
+      "target-object=quorvex_camera ! videoconvert ! autovideosink"));
   chosen.push_back(std::make_shared<PipeWireCamera>());
 }
 
-void VirtualCameraChoice::chooseEmbedded(const std::function<void(std::string_view)>& log) {
+void VirtualCameraChoice::chooseEmbedded(const Log& log) {
   const auto camera = std::make_shared<EmbeddedCamera>(socketPath(), log);
-  line = camera->whyUnavailable().value_or(
+  explain(camera->whyUnavailable().value_or(
       "Virtual camera: unix:" + camera->path() +
-      "; watch it with: ffplay -f yuv4mpegpipe -i unix:" + camera->path());
+      "; watch it with: ffplay -f yuv4mpegpipe -i unix:" + camera->path()));
   chosen.push_back(camera);
+}
+
+void VirtualCameraChoice::explain(const std::string& line) {
+  lines += (lines.empty() ? "" : "\n") + line;
 }
 
 std::string VirtualCameraChoice::socketPath() {

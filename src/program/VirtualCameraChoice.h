@@ -7,7 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "linux/vcam/V4l2LoopbackCamera.h"
 #include "linux/vcam/VirtualCameraOutput.h"
+#include "platform/Defaults.h"
 #include "program/Options.h"
 
 namespace quorvex {
@@ -15,8 +17,13 @@ namespace quorvex {
 /// The outputs behind the virtual camera for this run, and what to tell the user about them.
 class VirtualCameraChoice {
  public:
+  /// The user's setting "Compatibility format (YUYV)".
+  static constexpr const char* kCompatibilityFormatKey = "rc.compatibilityFormat";
+
+  using Log = std::function<void(std::string_view)>;
+
   /// `log` takes lines for people, on any thread.
-  VirtualCameraChoice(const Options& options, const std::function<void(std::string_view)>& log);
+  VirtualCameraChoice(const Options& options, const Defaults& settings, const Log& log);
   /// Removes the private folder that the embedded camera's socket may have needed.
   ~VirtualCameraChoice();
   VirtualCameraChoice(const VirtualCameraChoice&) = delete;
@@ -26,16 +33,23 @@ class VirtualCameraChoice {
     return chosen;
   }
 
-  /// How to watch the virtual camera, or why it cannot be had; one line.
-  [[nodiscard]] const std::string& explanation() const { return line; }
+  /// The one of them that is a video device; null when this run feeds none.
+  [[nodiscard]] V4l2LoopbackCamera* videoDevice() const { return loopback.get(); }
+
+  /// How to watch the virtual camera, or why it cannot be had; a line for each output.
+  [[nodiscard]] const std::string& explanation() const { return lines; }
 
  private:
+  void chooseV4l2(RawVideoFormat format, const Log& log);
+  void explainV4l2();
   void choosePipeWire();
-  void chooseEmbedded(const std::function<void(std::string_view)>& log);
+  void chooseEmbedded(const Log& log);
+  void explain(const std::string& line);
   [[nodiscard]] std::string socketPath();
 
   std::vector<std::shared_ptr<VirtualCameraOutput>> chosen;
-  std::string line;
+  std::shared_ptr<V4l2LoopbackCamera> loopback;
+  std::string lines;
   std::optional<std::string> privateFolder;
 };
 

@@ -24,7 +24,7 @@ class RecordingOutput : public VirtualCameraOutput {
     numbers.push_back(sample.timing.presentationTimeStamp.value);
   }
   void come() { setAvailable(); }
-  void go() { setUnavailable("its cable is cut"); }
+  void go(bool toAnother = false) { setUnavailable("its cable is cut", toAnother); }
   std::vector<std::int64_t> received() {
     std::lock_guard hold(mutex);
     return numbers;
@@ -95,6 +95,23 @@ TEST_F(VirtualCameraDevicesTest, showsOneDeviceWhileAnyOutputIsThere) {
   EXPECT_NE(deviceList(), before);
   EXPECT_TRUE(eventually([&] { return changes == 3; }));
   EXPECT_THAT(log, HasSubstr("the recorder is gone: its cable is cut\n"));
+}
+
+TEST_F(VirtualCameraDevicesTest, hasNoSinkWhileAnotherProgramFeedsTheOnlyOutput) {
+  first->go(true);
+  const auto sourceOnly = deviceList();
+  ASSERT_EQ(sourceOnly.size(), 1u);
+  EXPECT_EQ(ids(sourceOnly[0], kCMIODevicePropertyStreams).size(), 1u);
+  EXPECT_FALSE(open());
+  second->come();
+  EXPECT_NE(deviceList(), sourceOnly);
+  EXPECT_TRUE(open());
+  const auto both = deviceList();
+  first->come();
+  first->go(true);
+  EXPECT_EQ(deviceList(), both);
+  second->go();
+  EXPECT_EQ(ids(deviceList().at(0), kCMIODevicePropertyStreams).size(), 1u);
 }
 
 TEST_F(VirtualCameraDevicesTest, fillsUpWhileStoppedAndCallsNoHostBackThatHasLetGoOfTheQueue) {

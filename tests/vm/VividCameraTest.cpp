@@ -14,7 +14,7 @@
 #include "linux/cameras/V4l2Camera.h"
 #include "linux/cameras/V4l2Pixels.h"
 
-// Run in a virtual machine (cameras.sh) whose only camera is the kernel's own test driver, vivid.
+// Run in a virtual machine (run.sh) whose only camera is the kernel's own test driver, vivid.
 namespace quorvex {
 namespace {
 

@@ -18,6 +18,7 @@
 
 #include "linux/cameras/CameraError.h"
 #include "linux/cameras/DeviceUsers.h"
+#include "linux/vcam/VirtualCameraOutput.h"
 
 namespace quorvex {
 namespace {
@@ -88,13 +89,18 @@ V4l2Device::V4l2Device(std::string path) : devicePath(std::move(path)) {
     close(fd);
     fail(code, "asking what it can do");
   }
+  const char* name = reinterpret_cast<const char*>(capability.card);
+  card = oneLine({name, strnlen(name, sizeof capability.card)});
+  const char* driver = reinterpret_cast<const char*>(capability.driver);
+  if (card == kVirtualCameraName && std::string_view(driver) == "v4l2 loopback") {
+    close(fd);
+    throw CameraError(devicePath + " is the virtual camera itself: name a webcam");
+  }
   constexpr unsigned kNeeded = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
   if ((capability.device_caps & kNeeded) != kNeeded) {
     close(fd);
     throw CameraError(devicePath + " delivers no pictures: name another video device");
   }
-  const char* name = reinterpret_cast<const char*>(capability.card);
-  card = oneLine({name, strnlen(name, sizeof capability.card)});
 }
 
 V4l2Device::~V4l2Device() {

@@ -67,7 +67,7 @@ pw_properties* nodeProperties() {
   return pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_MEDIA_TYPE, "Video",
                            PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE, "Camera",
                            PW_KEY_NODE_NAME, "quorvex_camera", PW_KEY_NODE_DESCRIPTION,
-                           "Quorvex Camera", nullptr);
+                           kVirtualCameraName, nullptr);
 }
 
 PipeWireNode* nodeOf(void* self) {
@@ -113,7 +113,7 @@ bool PipeWireNode::open(pw_context* context, UniqueFd connection) {
   core = pw_context_connect_fd(context, connection.release(), nullptr, 0);
   if (!core) return false;
   pw_core_add_listener(core, &coreHook, &kCoreEvents, this);
-  stream = pw_stream_new(core, "Quorvex Camera", nodeProperties());
+  stream = pw_stream_new(core, kVirtualCameraName, nodeProperties());
   if (!stream) return false;
   pw_stream_add_listener(stream, &streamHook, &kStreamEvents, this);
 

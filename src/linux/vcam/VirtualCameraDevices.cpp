@@ -45,29 +45,36 @@ void VirtualCameraDevices::reviewOutputs() {
   std::vector<std::string> lines;
   {
     std::lock_guard hold(mutex);
-    bool any = false;
+    bool writable = false;
+    bool visible = false;
     for (std::size_t i = 0; i < outputs.size(); ++i) {
       const auto obstacle = outputs[i]->whyUnavailable();
-      any = any || !obstacle;
+      writable = writable || !obstacle;
+      visible = visible || !obstacle || outputs[i]->fedByAnother();
       if (wereAvailable[i] == !obstacle) continue;
       wereAvailable[i] = !obstacle;
       lines.push_back("virtual camera: " + outputs[i]->name() +
                       (obstacle ? " is gone: " + *obstacle : " is available"));
     }
-    if (any != published.has_value()) {
-      if (any) {
-        published = Objects{nextObject, nextObject + 1, nextObject + 2};
-        nextObject += 3;
-      } else {
-        published.reset();
-        feed.reset();
-        consumer.request_stop();
-      }
+    const bool wasWritable = published && published->sink;
+    if (visible != published.has_value() || writable != wasWritable) {
+      publish(visible, writable);
       toTell = listeners;
     }
   }
   for (const auto& line : lines) log(line);
   for (auto& [queue, block] : toTell) queue->async(std::move(block));
+}
+
+/// Replaces the device by another one, or by none. Holds `mutex`.
+void VirtualCameraDevices::publish(bool withSource, bool withSink) {
+  published.reset();
+  feed.reset();
+  consumer.request_stop();
+  if (!withSource) return;
+  published = Objects{nextObject, nextObject + 1, {}};
+  if (withSink) published->sink = nextObject + 2;
+  nextObject += 3;
 }
 
 OSStatus VirtualCameraDevices::CMIOObjectSetPropertyData(CMIOObjectID object,
@@ -97,7 +104,8 @@ std::vector<CMIOObjectID> VirtualCameraDevices::idsOf(
   if (object == kCMIOObjectSystemObject && address == kCMIOHardwarePropertyDevices)
     return {published->device};
   if (object == published->device && address == kCMIODevicePropertyStreams)
-    return {published->source, published->sink};
+    return published->sink ? std::vector{published->source, *published->sink}
+                           : std::vector{published->source};
   return {};
 }
 
@@ -121,7 +129,7 @@ OSStatus VirtualCameraDevices::CMIOObjectGetPropertyData(CMIOObjectID object,
   std::lock_guard hold(mutex);
   if (!published || object != published->device || !(address == kCMIOObjectPropertyName))
     return kCMIOHardwareBadObjectError;
-  *data = "Quorvex Camera";
+  *data = kVirtualCameraName;
   return kNoError;
 }
 

@@ -16,7 +16,8 @@
 namespace quorvex {
 
 /// Shows one device, "Quorvex Camera", while at least one of its outputs is available, and feeds
-/// what the host writes into the device's sink stream to all of them. Thread-safe; a stream must
+/// what the host writes into the device's sink stream to all of them. While there is only one that
+/// another program feeds, the device has a source stream and no sink. Thread-safe; a stream must
 /// not be started or stopped from within its own queue-altered callback.
 class VirtualCameraDevices : public CoreMediaIO {
  public:
@@ -59,7 +60,7 @@ class VirtualCameraDevices : public CoreMediaIO {
   struct Objects {
     CMIOObjectID device;
     CMIOObjectID source;
-    CMIOObjectID sink;
+    std::optional<CMIOObjectID> sink;
   };
   struct Listener {
     DispatchQueue* queue;
@@ -72,6 +73,7 @@ class VirtualCameraDevices : public CoreMediaIO {
   };
 
   void reviewOutputs();
+  void publish(bool withSource, bool withSink);
   [[nodiscard]] std::vector<CMIOObjectID> idsOf(CMIOObjectID object,
                                                 const CMIOObjectPropertyAddress& address) const;
   [[nodiscard]] bool isSink(CMIOObjectID device, CMIOObjectID stream) const;

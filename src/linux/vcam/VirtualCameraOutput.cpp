@@ -7,6 +7,11 @@ bool VirtualCameraOutput::available() const {
   return !obstacle;
 }
 
+bool VirtualCameraOutput::fedByAnother() const {
+  std::lock_guard hold(mutex);
+  return anotherFeeds;
+}
+
 std::optional<std::string> VirtualCameraOutput::whyUnavailable() const {
   std::lock_guard hold(mutex);
   return obstacle;
@@ -17,14 +22,15 @@ void VirtualCameraOutput::onAvailabilityChanged(std::function<void()> listener) 
   changed = std::move(listener);
 }
 
-void VirtualCameraOutput::setObstacle(std::optional<std::string> why) {
-  bool flipped;
+void VirtualCameraOutput::setObstacle(std::optional<std::string> why, bool isFedByAnother) {
+  bool differs;
   {
     std::lock_guard hold(mutex);
-    flipped = obstacle.has_value() != why.has_value();
+    differs = obstacle.has_value() != why.has_value() || anotherFeeds != isFedByAnother;
     obstacle = std::move(why);
+    anotherFeeds = isFedByAnother;
   }
-  if (!flipped) return;
+  if (!differs) return;
   std::lock_guard hold(calling);
   if (changed) changed();
 }

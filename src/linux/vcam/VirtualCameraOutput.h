@@ -9,12 +9,15 @@
 
 namespace quorvex {
 
-/// What "Quorvex Camera" shows, whichever way it leaves the host: 420v pictures of this size.
+/// What programs pick the camera by, and what it shows, whichever way it leaves the host: 420v
+/// pictures of this size.
+constexpr const char* kVirtualCameraName = "Quorvex Camera";
 constexpr int kVirtualCameraWidth = 1280;
 constexpr int kVirtualCameraHeight = 720;
 constexpr int kVirtualCameraFrameRate = 30;
 
-/// One way in which the pictures of "Quorvex Camera" leave the host: a PipeWire node, a socket.
+/// One way in which the pictures of "Quorvex Camera" leave the host: a video device, a PipeWire
+/// node, a socket.
 /// Thread-safe, but for what is said below.
 class VirtualCameraOutput {
  public:
@@ -23,7 +26,7 @@ class VirtualCameraOutput {
   /// What a person calls it, for log lines.
   [[nodiscard]] virtual std::string name() const = 0;
 
-  /// Whether somebody reads the camera through this output now.
+  /// Whether somebody reads the camera through this output now, or may do so where nothing tells.
   [[nodiscard]] virtual bool watched() const = 0;
 
   /// Hands it one 1280x720 420v picture. Called on the device's consumer thread; never waits for a
@@ -33,22 +36,30 @@ class VirtualCameraOutput {
   /// Whether it can take pictures now; false while what it stands on (a daemon) is away.
   [[nodiscard]] bool available() const;
 
+  /// Whether programs see a camera of our name there although it takes no pictures from us, as
+  /// another program feeds it. False while available.
+  [[nodiscard]] bool fedByAnother() const;
+
   /// One line for a person: what keeps it from taking pictures, and the mend. None while available.
   [[nodiscard]] std::optional<std::string> whyUnavailable() const;
 
-  /// `changed` is called, on any thread, whenever `available` has come to answer differently. It
-  /// must not call back here. An empty one ends it: on return no call is running or will come.
+  /// `changed` is called, on any thread, whenever `available` or `fedByAnother` has come to answer
+  /// differently. It must not call back here. An empty one ends it: on return no call is running or
+  /// will come.
   void onAvailabilityChanged(std::function<void()> changed);
 
  protected:
-  void setAvailable() { setObstacle({}); }
-  void setUnavailable(std::string why) { setObstacle(std::move(why)); }
+  void setAvailable() { setObstacle({}, false); }
+  void setUnavailable(std::string why, bool isFedByAnother = false) {
+    setObstacle(std::move(why), isFedByAnother);
+  }
 
  private:
-  void setObstacle(std::optional<std::string> why);
+  void setObstacle(std::optional<std::string> why, bool isFedByAnother);
 
   mutable std::mutex mutex;
   std::optional<std::string> obstacle = "It is starting; try again in a moment";  // by mutex
+  bool anotherFeeds = false;                                                      // by mutex
   std::mutex calling;             ///< held while `changed` runs; never taken while holding mutex
   std::function<void()> changed;  // protected by calling
 };
