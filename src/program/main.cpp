@@ -116,9 +116,6 @@ int main(int argc, char** argv) {
   }
   HostProgram::Setup setup;
   setup.options = std::get<Options>(parsed);
-  const bool withWindows = !setup.options.headless && setup.options.command.empty();
-  if (withWindows && !hasDisplay()) return refuse("there is no display; run with --headless");
-  const auto application = makeApplication(argc, argv, withWindows);
   setup.settingsPath = configFolder() + (setup.options.demo ? "/demo" : "") + "/settings.json";
   const auto command = setup.options.command;
   if (!command.empty() && command.front() == "faces") return facesCommand(setup);
@@ -127,6 +124,9 @@ int main(int argc, char** argv) {
   if (const auto* problem = std::get_if<ConfigurationProblem>(&configuration))
     return refuse(problem->message);
   setup.endpoints = std::get<ServiceEndpoints>(configuration);
+  const bool withWindows = !setup.options.headless && setup.options.command.empty();
+  if (withWindows && !hasDisplay()) return refuse("there is no display; run with --headless");
+  const auto application = makeApplication(argc, argv, withWindows);
 
   DesktopApplication desktop(kApplicationId + QString(setup.options.demo ? ".Demo" : ""));
   if (withWindows && environment("RC_RELAUNCHED") != "1" && desktop.handOver()) {
