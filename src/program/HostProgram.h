@@ -109,7 +109,7 @@ class HostProgram {
   NativeRtcEngine engine;
   std::shared_ptr<AuthManager> auth;
   ThreadQueue background{"qxc-background"};  ///< ends before what its tasks use
-  std::unique_ptr<Desktop> desktop;  ///< none when headless
+  std::unique_ptr<Desktop> desktop;          ///< none when headless
   std::shared_ptr<AppDelegate> delegate;
   std::optional<MainThreadWatch> mainThread;  ///< where its findings are asked for
   RunMonitor monitor;

@@ -88,7 +88,7 @@ SecretServiceKeyStore::SecretServiceKeyStore(std::string keptFor,
 
 void SecretServiceKeyStore::complain(OSStatus status, const char* consequence) const {
   log(std::string("auth: the key store ") +
-      (status == errSecNotAvailable ? "cannot be reached (is a Secret Service running?)"
+      (status == errSecNotAvailable            ? "cannot be reached (is a Secret Service running?)"
        : status == errSecInteractionNotAllowed ? "is locked (unlock the login keyring)"
                                                : "refuses") +
       consequence);
