@@ -8,9 +8,14 @@ Menu {
 
     padding: 5
     overlap: 1
+    width: {
+        let widest = 180;
+        for (let i = 0; i < count; ++i)
+            widest = Math.max(widest, itemAt(i).implicitWidth + leftPadding + rightPadding);
+        return widest;
+    }
     delegate: AppMenuItem {}
     background: Rectangle {
-        implicitWidth: 216
         radius: 8
         color: Theme.panel
         border.width: 1

@@ -19,8 +19,8 @@ T.Button {
     opacity: root.down ? 0.7 : 1
     hoverEnabled: true
     Accessible.name: root.text
-    Keys.onReturnPressed: root.click()
-    Keys.onEnterPressed: root.click()
+    Keys.onReturnPressed: root.clicked()
+    Keys.onEnterPressed: root.clicked()
 
     contentItem: Item {
         implicitWidth: row.implicitWidth

@@ -64,7 +64,7 @@ Item {
             Accessible.role: Accessible.Button
             Accessible.name: text
             onClicked: root.model.onTogglePause()
-            Keys.onReturnPressed: click()
+            Keys.onReturnPressed: clicked()
             background: Rectangle {
                 radius: 7
                 color: Theme.black(0.5)

@@ -19,6 +19,7 @@ std::optional<std::string> QtOpenPanel::chooseImage(const std::string& prompt,
       {"Images (*.jpg *.jpeg *.png *.webp *.tif *.tiff *.gif *.heic *.heif)", "All files (*)"});
   dialog.setDirectory(QStandardPaths::writableLocation(QStandardPaths::PicturesLocation));
   auto* label = new QLabel(QString::fromStdString(message), &dialog);
+  label->setObjectName("message");
   label->setWordWrap(true);
   label->setMargin(10);
   dialog.layout()->setMenuBar(label);

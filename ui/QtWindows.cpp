@@ -1,7 +1,11 @@
 #include "QtWindows.h"
 
+#include <QDir>
 #include <QEventLoop>
 #include <QGuiApplication>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QQmlComponent>
 #include <QQuickStyle>
 #include <QtPlugin>
@@ -14,12 +18,32 @@
 Q_IMPORT_PLUGIN(QuorvexPlugin)  // NOLINT: its types are part of this library
 
 namespace quorvex {
+namespace {
+
+/// Whether OpenGL is there and is no program on the CPU. Asking it loads that program, so a machine
+/// that can have no other is not asked.
+bool hasGpu() {
+  if (QDir("/dev/dri").entryList({"renderD*"}, QDir::System).isEmpty()) return false;
+  QOffscreenSurface surface;
+  surface.create();
+  QOpenGLContext context;
+  if (!context.create() || !context.makeCurrent(&surface)) return false;
+  const auto* name =
+      reinterpret_cast<const char*>(context.functions()->glGetString(GL_RENDERER));  // NOLINT
+  const QString renderer = QString::fromLatin1(name).toLower();
+  return !renderer.contains("llvmpipe") && !renderer.contains("softpipe") &&
+         !renderer.contains("swr");
+}
+
+}  // namespace
 
 QtWindows::QtWindows(Defaults& settings, std::function<void()> terminateApplication)
     : defaults(settings),
       terminate(std::move(terminateApplication)),
       facePictures(new FacePictures) {
   QGuiApplication::setQuitOnLastWindowClosed(false);
+  // Painted by Qt itself a window costs a fraction of what a GPU's emulation takes.
+  if (!hasGpu()) QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
   engine.addImportPath("qrc:/qt/qml");
   engine.addImageProvider("faces", facePictures);
   engine.addImageProvider("symbols", new SymbolPictures);
@@ -78,7 +102,11 @@ std::size_t QtWindows::runModal(const Alert& alert) {
                            {"informativeText", QString::fromStdString(alert.informativeText)},
                            {"buttons", buttons}});
   alertWindow = window.get();
-  if (mainWindow && mainWindow->isVisible()) window->setTransientParent(mainWindow);
+  if (mainWindow && mainWindow->isVisible()) {
+    window->setTransientParent(mainWindow);
+    const QRect behind = mainWindow->geometry();
+    window->setPosition(behind.center() - QPoint(window->width() / 2, window->height() / 2));
+  }
   QEventLoop loop;
   QObject::connect(window.get(), &QWindow::visibleChanged, &loop, [&loop](bool visible) {
     if (!visible) loop.quit();
@@ -86,6 +114,7 @@ std::size_t QtWindows::runModal(const Alert& alert) {
   window->show();
   window->requestActivate();
   loop.exec();
+  if (window->transientParent()) mainWindow->requestActivate();
   return static_cast<std::size_t>(window->property("choice").toInt());
 }
 

@@ -81,8 +81,8 @@ Rectangle {
         opacity: down ? 0.7 : 1
         Accessible.role: Accessible.ButtonMenu
         Accessible.name: text
-        Keys.onReturnPressed: click()
-        Keys.onDownPressed: click()
+        Keys.onReturnPressed: clicked()
+        Keys.onDownPressed: clicked()
         onClicked: accountMenu.popup(account, account.width - accountMenu.width, account.height + 6)
 
         contentItem: Row {

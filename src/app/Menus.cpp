@@ -92,7 +92,7 @@ Menu Menus::statusMenu(const std::string& text, bool signedIn, bool signingIn) {
          .action = signInTapped,
          .enabled = !signingIn});
   add(separator());
-  add(note("Face: " + (active ? active->name : "No face chosen (passthrough)")));
+  add(note(active ? "Face: " + active->name : "No face chosen (passthrough)"));
   add({"Open Window", openWindow, "o"});
   add({"Choose Face…", chooseFace, "f"});
   if (active) add({"Clear Face", clearFace});

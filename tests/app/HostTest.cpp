@@ -321,5 +321,109 @@ TEST_F(HostTest, diesQuietlyWithCallbacksStillOutstanding) {
   wait(10);
 }
 
+TEST_F(HostTest, theMainMenuIsThereOnceAndFollowsTheModel) {
+  launch();
+  std::vector<std::string> titles;
+  for (const Menu& menu : windows.mainMenu)
+    for (const MenuItem& item : menu.items)
+      if (!isStandard(item.action) && !item.title.empty())
+        titles.push_back(menu.title + "/" + item.title + " " + item.key);
+  EXPECT_THAT(titles,
+              ElementsAre("Quorvex Camera/Open Window 0", "View/Pause / Resume p",
+                          "View/Flip Camera f", "View/Toggle Self-View \\", "View/Reconnect r",
+                          "Help/Quorvex Camera Help ?", "Help/Report a Bug… "));
+  const auto target = windows.target.lock();
+  const auto& view = windows.mainMenu.at(2).items;
+  MenuItem pause = view[0], flip = view[1], selfView = view[2];
+  EXPECT_FALSE(target->validateMenuItem(pause)) << "not live";
+  EXPECT_EQ(pause.title, "Pause");
+  goLive();
+  target->perform(MenuAction::menuPause);
+  target->perform(MenuAction::menuFlip);
+  EXPECT_TRUE(target->validateMenuItem(pause));
+  EXPECT_EQ(pause.title, "Resume");
+  EXPECT_TRUE(target->validateMenuItem(flip) && flip.checked);
+  EXPECT_TRUE(target->validateMenuItem(selfView) && selfView.checked);
+  target->perform(MenuAction::menuToggleSelfView);
+  EXPECT_TRUE(target->validateMenuItem(selfView) && !selfView.checked);
+  target->perform(MenuAction::menuHelp);
+  EXPECT_EQ(workspace.opened.back(), "https://web.example");
+}
+
+TEST_F(HostTest, theStatusMenuShowsAccountFaceAndEnhancementAsOfTheLastStatus) {
+  const auto lines = [this] {
+    std::vector<std::string> shown;
+    for (const MenuItem& item : windows.statusMenu.items)
+      shown.push_back((item.enabled ? "" : "(") + item.title + (item.checked ? "*" : "") +
+                      (item.key.empty() ? "" : " ^" + item.key));
+    return shown;
+  };
+  launch();
+  EXPECT_THAT(lines(), ElementsAre("(Quorvex Camera — Connecting to quorvex…", "", "Sign In…", "",
+                                   "(No face chosen (passthrough)", "Open Window ^o",
+                                   "Choose Face… ^f", "Enhance Face (sharper)", "", "Reconnect",
+                                   "Re-install extension ^r", "Quit ^q"));
+  const auto target = windows.target.lock();
+  openPanel.chosen = "/photos/Anna & Bob.jpg";
+  target->perform(MenuAction::chooseFace);
+  settle();
+  target->perform(MenuAction::toggleEnhance);
+  target->perform(MenuAction::signInTapped);
+  EXPECT_THAT(lines(), ElementsAre("(Quorvex Camera — Signing in — finish in your browser…", "",
+                                   "(Signing in…", "", "(Face: Anna & Bob", "Open Window ^o",
+                                   "Choose Face… ^f", "Clear Face", "Enhance Face (sharper)*", "",
+                                   "Reconnect", "Re-install extension ^r", "Quit ^q"));
+  EXPECT_EQ(lines().front(), "(Quorvex Camera — " + status());
+  connect();
+  identify();
+  const int built = windows.statusMenusBuilt;
+  offerReply(200, R"({"status":"queued","queue_position":4})");
+  EXPECT_EQ(lines().front(), "(Quorvex Camera — In queue — #4");
+  EXPECT_EQ(status(), "In queue — #4");
+  EXPECT_EQ(windows.statusMenusBuilt, built) << "a place in the queue only renames the first line";
+}
+
+TEST_F(HostTest, theWindowComesBackAndOnlyALiveHostAsksBeforeItQuits) {
+  launch();
+  const auto target = windows.target.lock();
+  EXPECT_EQ(windows.windowsMade, 1);
+  target->perform(MenuAction::openWindow);
+  EXPECT_EQ(std::pair(windows.windowsMade, windows.broughtForward), std::pair(1, 2));
+  windows.windowIsVisible = false;
+  host->openWindow();
+  EXPECT_EQ(windows.windowsMade, 2);
+  goLive();
+  windows.answer = 1;
+  target->perform(MenuAction::quit);
+  EXPECT_EQ(windows.alerts.at(0).messageText, "Quit Quorvex Camera?");
+  EXPECT_FALSE(windows.hasTerminated);
+  EXPECT_TRUE(host->appModel().isLive);
+  windows.answer = 0;
+  target->perform(MenuAction::quit);
+  EXPECT_TRUE(windows.hasTerminated);
+  EXPECT_EQ(log.lines().back(), "lifecycle: quitting — disconnecting cleanly");
+}
+
+TEST_F(HostTest, mailsABugReportWithWhatSupportAsksFor) {
+  launch();
+  windows.target.lock()->perform(MenuAction::reportBug);
+  const std::string prefix =
+      "mailto:help@web.example?subject=Quorvex%20Camera%20bug%20report&body=";
+  ASSERT_TRUE(workspace.opened.back().starts_with(prefix)) << workspace.opened.back();
+  std::string body;
+  for (std::size_t at = prefix.size(); at < workspace.opened.back().size(); ++at) {
+    const char c = workspace.opened.back()[at];
+    body +=
+        c == '%'
+            ? static_cast<char>(std::stoi(workspace.opened.back().substr(at + 1, 2), nullptr, 16))
+            : c;
+    if (c == '%') at += 2;
+  }
+  EXPECT_EQ(body,
+            "Describe what happened:\n\n\n——— diagnostics (please keep) ———\n"
+            "App: Quorvex Camera 1.2 (?)\nmacOS: Linux 7\nAccount: not signed in\n"
+            "Status: Connecting to quorvex…");
+}
+
 }  // namespace
 }  // namespace quorvex

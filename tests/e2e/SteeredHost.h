@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <fstream>
 #include <mutex>
 
 #include "app/AppDelegate.h"
@@ -23,6 +24,7 @@
 #include "linux/vcam/EmbeddedCamera.h"
 #include "linux/vcam/VirtualCameraDevices.h"
 #include "linux/webrtc/NativeRtcEngine.h"
+#include "ui/QtWindows.h"
 
 namespace quorvex::test {
 
@@ -32,10 +34,19 @@ inline constexpr const char* kLive = "Live ✓ — swapped camera ready";
 /// that the test moves.
 class SteeredHost : public ::testing::Test {
  protected:
+  enum class Desktop { none, offscreen };
+
   explicit SteeredHost(std::vector<std::string> serviceOptions = {},
                        std::shared_ptr<CameraProvider> webcam =
-                           std::make_shared<PatternCamera>(std::make_shared<FrameLedger>()))
-      : service(std::move(serviceOptions)), camera(std::move(webcam)) {}
+                           std::make_shared<PatternCamera>(std::make_shared<FrameLedger>()),
+                       Desktop desktop = Desktop::none)
+      : application(makeApplication(desktop)),
+        service(std::move(serviceOptions)),
+        windows(desktop == Desktop::none
+                    ? nullptr
+                    : std::make_unique<QtWindows>(
+                          defaults, [this] { terminated = host->applicationShouldTerminate(); })),
+        camera(std::move(webcam)) {}
   void SetUp() override {
     host->applicationDidFinishLaunching();
     ASSERT_TRUE(shows(kLive));
@@ -63,15 +74,36 @@ class SteeredHost : public ::testing::Test {
     std::lock_guard hold(mutex);
     return lastDelivered;
   }
+  [[nodiscard]] nlohmann::json settings() const {
+    return service.state()["clients"][0]["settings"];
+  }
+  /// The photo that will be picked next, of one grey.
+  void offerPhoto(const std::string& name, std::uint8_t grey) {
+    const RgbImage photo{300, 200, std::vector<std::uint8_t>(300 * 200 * 3, grey)};
+    openPanel.chosen = service.folder / name;
+    std::ofstream(*openPanel.chosen, std::ios::binary) << *images.jpeg(photo, 0.9);
+  }
   void reconnect() {
     host->appModel().onReconnect();
     mainQueue.advance(2);
   }
 
+  /// What draws windows is made once a process and stays: Qt's animations outlive neither it nor
+  /// the process.
+  std::unique_ptr<QCoreApplication> makeApplication(Desktop desktop) {
+    if (QCoreApplication::instance()) return nullptr;
+    if (desktop == Desktop::none) return std::make_unique<QCoreApplication>(argumentCount, nullptr);
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
+    static int noArguments = 0;
+    [[maybe_unused]] static const auto* const forAll = new QApplication(noArguments, nullptr);
+    return nullptr;
+  }
+
   std::mutex mutex;
   PixelBufferRef lastDelivered;  ///< by mutex
   int argumentCount = 0;
-  QCoreApplication application{argumentCount, nullptr};
+  std::unique_ptr<QCoreApplication> application;
   LogFile log;
   ServiceRun service;
   VirtualClock clock;
@@ -89,6 +121,11 @@ class SteeredHost : public ::testing::Test {
         lastDelivered = sample.imageBuffer;
       }};
   VipsImageCodec images;
+  bool terminated = false;
+  std::unique_ptr<QtWindows> windows;
+  std::function<std::unique_ptr<Window>(AppModel&)> makeWindow = [this](AppModel& model) {
+    return windows->makeMainWindow(model);
+  };
   FakeOpenPanel openPanel;
   FakeKeyStore keyStore;
   SystemCrypto crypto;
@@ -112,14 +149,14 @@ class SteeredHost : public ::testing::Test {
           cmio,
           engine,
           images,
-          nullptr,
-          {},
+          windows.get(),
+          windows ? makeWindow : nullptr,
           &openPanel,
           auth,
           workspace,
           [](const char*) { return std::optional<std::string>(); },
           {},
-          [] {}},
+          {}},
       ServiceEndpoints{service.bases["web"], service.bases["api"], service.bases["socket"],
                        "127.0.0.1", "support@example.org"});
 };

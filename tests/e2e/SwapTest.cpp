@@ -20,7 +20,6 @@ class SwapTest : public SteeredHost {
  protected:
   SwapTest() : SteeredHost({"--size", "640x480"}) {}
 
-  [[nodiscard]] json settings() const { return service.state()["clients"][0]["settings"]; }
   [[nodiscard]] int luma(int x, int y) {
     const auto shown = picture();
     return shown ? shown->baseAddressOfPlane(0)[y * shown->bytesPerRowOfPlane(0) + x] : -1;
@@ -37,11 +36,8 @@ class SwapTest : public SteeredHost {
                           {160, 0, 960, 720});
   }
 
-  /// Chooses a photo of one grey.
   void chooseGrey(const std::string& name, std::uint8_t grey) {
-    const RgbImage photo{300, 200, std::vector<std::uint8_t>(300 * 200 * 3, grey)};
-    openPanel.chosen = service.folder / name;
-    std::ofstream(*openPanel.chosen, std::ios::binary) << *images.jpeg(photo, 0.9);
+    offerPhoto(name, grey);
     host->appModel().onChooseFace();
     ASSERT_TRUE(shows("Face set — swapping…"));
   }
