@@ -19,6 +19,7 @@ main { width: 100%; max-width: 26rem; padding: 2rem; border-radius: 1rem; backgr
   box-shadow: 0 .5rem 2rem #0002 }
 h1 { margin: 0 0 .75rem; font-size: 1.4rem; line-height: 1.25 }
 p { margin: 0 0 1.5rem; color: var(--quiet); overflow-wrap: anywhere }
+p:last-child { margin: 0 }
 strong { color: var(--text) }
 form { display: flex; gap: .75rem }
 button { flex: 1; padding: .7rem; border: 1px solid var(--edge); border-radius: .6rem;

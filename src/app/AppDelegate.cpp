@@ -199,6 +199,7 @@ void AppDelegate::buildMainWindow() {
 }
 
 void AppDelegate::openWindow() {
+  if (!pipeline) return;  // the launch will
   if (window && window->isVisible()) return window->makeKeyAndOrderFront();
   if (window) window->close();
   window.reset();
@@ -245,7 +246,7 @@ bool AppDelegate::applicationShouldTerminate() {
 
 void AppDelegate::applicationWillTerminate() {
   hostLog("lifecycle: quitting — disconnecting cleanly");
-  pipeline->disconnectForQuit();
+  if (pipeline) pipeline->disconnectForQuit();
 }
 
 }  // namespace quorvex

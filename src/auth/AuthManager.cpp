@@ -103,13 +103,12 @@ void AuthManager::listen(const std::shared_ptr<PendingLogin>& login) {
     self.finish(listenerFailed(error));
     if (listener) listener->cancel();
   });
-  handlers.newConnection = weakly(this, [weakListener](AuthManager& self, const auto& connection) {
-    connection->receive(kLargestRequest, [weak = self.weak_from_this(), weakListener,
+  handlers.newConnection = weakly(this, [weakLogin](AuthManager& self, const auto& connection) {
+    connection->receive(kLargestRequest, [weak = self.weak_from_this(), weakLogin,
                                           connection](const std::optional<std::string>& request) {
       const auto manager = weak.lock();
-      const auto listener = weakListener.lock();
-      if (!manager || !listener) return connection->cancel();
-      manager->redirected(request, connection, *listener);
+      if (!manager) return connection->cancel();
+      manager->redirected(request, connection, weakLogin.lock());
     });
   });
   login->listener->start(std::move(handlers));
@@ -137,12 +136,12 @@ void AuthManager::openBrowser(const PendingLogin& login) {
 
 void AuthManager::redirected(const std::optional<std::string>& request,
                              const std::shared_ptr<LoopbackConnection>& connection,
-                             LoopbackListener& listener) {
+                             const std::shared_ptr<PendingLogin>& login) {
   if (!request || !decodedUtf8(*request)) return connection->cancel();
   connection->send(signedInPage(), [connection] { connection->cancel(); });
-  const auto login = attempt();
-  listener.cancel();
-  if (!login) return;
+  // One that connected to an attempt that is over has no say in the next.
+  if (!login || attempt() != login) return;
+  login->listener->cancel();
   const RedirectRequest redirect = parseRedirect(*request);
   if (redirect.state != login->state) return finish(AuthError{Case::stateMismatch});
   if (redirect.code.value_or("").empty()) return finish(AuthError{Case::noCode});

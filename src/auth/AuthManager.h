@@ -81,7 +81,7 @@ class AuthManager : public TokenStore, public std::enable_shared_from_this<AuthM
   void openBrowser(const PendingLogin& login);
   void redirected(const std::optional<std::string>& request,
                   const std::shared_ptr<LoopbackConnection>& connection,
-                  LoopbackListener& listener);
+                  const std::shared_ptr<PendingLogin>& login);
   void exchangeCode(const std::string& code, const std::string& verifier,
                     const std::string& redirectURI);
   void finish(const std::optional<AuthFailure>& failure);

@@ -27,6 +27,11 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
     : setup(std::move(wanted)),
       console(terminal),
       defaults(setup.settingsPath, [say = logAndNote()](const std::string& line) { say(line); }),
+      keyStore(setup.options.demo ? "demo" : setup.endpoints.webBase,
+               [this, say = logAndNote()](std::string_view line) {
+                 keyStoreFailed = true;
+                 say(line);
+               }),
       network(std::make_shared<NetworkThread>()),
       http(network),
       webSockets(network),
@@ -42,7 +47,6 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
       camera(std::make_shared<CountingCamera>(makeCamera(setup.options, ledger, logAndNote()),
                                               logAndNote())),
       engine(camera, setup.serviceIsLocal),
-      keyStore(setup.options.demo ? "demo" : setup.endpoints.webBase, logAndNote()),
       auth(std::make_shared<AuthManager>(AuthManager::Dependencies{mainQueue, clock, http, keyStore,
                                                                    crypto, listeners, workspace,
                                                                    setup.endpoints.webBase})),
@@ -123,7 +127,13 @@ int HostProgram::run() {
   console.note("Log: " + hostLogPath());
   if (camera->captureDevices().empty())
     console.note("There is no webcam; plug one in, or use --camera pattern");
-  delegate->applicationDidFinishLaunching();
+  // A key store may keep its first reader waiting for seconds: that is not the main thread.
+  background.async([this] {
+    (void)auth->storedRefreshToken();
+    mainQueue.async([this] {
+      if (delegate) delegate->applicationDidFinishLaunching();
+    });
+  });
   monitor.start();
   // A status may stand for less than the second from one look to the next.
   const auto watching = delegate->appModel().observe([this](const void* field) {
@@ -149,24 +159,29 @@ int HostProgram::account(const std::string& command) {
   }
   if (command == "sign-out") {
     auth->signOut();
-    return 0;
+    keyStore.finish();
+    return keyStoreFailed ? 1 : 0;
   }
-  if (command != "sign-in") {
-    console.note("quorvex-camera: give account sign-in, account sign-out or account status");
-    return kBadOptions;
-  }
-  int code = 0;
-  auth->signIn([this, &code](const std::optional<AuthFailure>& failure) {
-    mainQueue.async([this, &code, failure] {
-      console.note(failure ? "Sign-in failed — try again: " + description(*failure)
-                           : "Signed in ✓");
-      code = failure ? 1 : 0;
+  if (command == "sign-in") return signIn();
+  console.note("quorvex-camera: give account sign-in, account sign-out or account status");
+  return kBadOptions;
+}
+
+int HostProgram::signIn() {
+  const auto code = std::make_shared<int>(1);
+  auth->signIn([this, code](const std::optional<AuthFailure>& failure) {
+    mainQueue.async([this, code, failure] {
+      if (failure)
+        console.note("Sign-in failed — try again: " + description(*failure));
+      else if (!keyStoreFailed)
+        console.note("Signed in ✓");
+      *code = failure || keyStoreFailed ? 1 : 0;
       QCoreApplication::quit();
     });
   });
   console.note("Signing in — finish in your browser…");
   QCoreApplication::exec();
-  return code;
+  return *code;
 }
 
 void HostProgram::quit() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -57,7 +58,7 @@ class HostProgram {
   int run();
 
   /// `quorvex-camera account …`, in place of `run`: "sign-in", "sign-out" or "status". The exit
-  /// code: 0 done or signed in, 1 not, 2 no such command.
+  /// code: 0 done or signed in, 1 not, or not for longer than this program, 2 no such command.
   int account(const std::string& command);
 
   /// Takes leave of the service and ends the event loop; asks nobody. Main thread.
@@ -80,6 +81,7 @@ class HostProgram {
   [[nodiscard]] RunMonitor::Sources watched();
   [[nodiscard]] std::function<void(std::string_view)> logAndNote();
   [[nodiscard]] bool listenForFaults();
+  [[nodiscard]] int signIn();
   [[nodiscard]] bool writeReport() const;
 
   const Setup setup;
@@ -88,11 +90,15 @@ class HostProgram {
   SteadyClock clock;
   StderrSystemLog systemLog;
   QtDefaults defaults;
+  std::atomic<bool> keyStoreFailed = false;
+  SecretServiceKeyStore keyStore;
+  SystemCrypto crypto;
+  QtLoopbackListeners listeners;
+  DesktopWorkspace workspace;
   std::shared_ptr<NetworkThread> network;
   QtHttpClient http;
   QtWebSocketClient webSockets;
   VipsImageCodec images;
-  ThreadQueue background{"qxc-background"};  ///< ends before what its tasks use
   std::shared_ptr<FrameLedger> ledger;
   LatencyProbe probe;
   VirtualCameraChoice virtualCamera;
@@ -101,12 +107,9 @@ class HostProgram {
   std::optional<FaultCommands> faultCommands;
   std::shared_ptr<CountingCamera> camera;
   NativeRtcEngine engine;
-  SecretServiceKeyStore keyStore;
-  SystemCrypto crypto;
-  QtLoopbackListeners listeners;
-  DesktopWorkspace workspace;
   std::shared_ptr<AuthManager> auth;
-  std::unique_ptr<Desktop> desktop;  ///< none when headless
+  ThreadQueue background{"qxc-background"};  ///< ends before what its tasks use
+  std::unique_ptr<Desktop> desktop;          ///< none when headless
   std::shared_ptr<AppDelegate> delegate;
   std::optional<MainThreadWatch> mainThread;  ///< where its findings are asked for
   RunMonitor monitor;

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
@@ -40,7 +41,12 @@ ChildProcess::ChildProcess(std::vector<std::string> words, const std::string& pa
     ADD_FAILURE() << words[0] << " is not installed; it comes with the Debian package " << package;
     return;
   }
-  for (char** line = environ; *line; ++line) environment.emplace_back(*line);
+  const auto given = environment;
+  for (char** line = environ; *line; ++line) {
+    const std::string inherited = *line, name = inherited.substr(0, inherited.find('=') + 1);
+    if (std::ranges::none_of(given, [&](const auto& one) { return one.starts_with(name); }))
+      environment.push_back(inherited);
+  }
   const auto arguments = pointers(words);
   const auto variables = pointers(environment);
   process = ::fork();

@@ -9,8 +9,8 @@ namespace quorvex::test {
 /// A program that ends with the test at the latest.
 class ChildProcess {
  public:
-  /// `words[0]` is a path or looked for in PATH; `environment` holds NAME=VALUE lines that go
-  /// before those of the test; what it prints goes to the file `output`. When the program is not
+  /// `words[0]` is a path or looked for in PATH; `environment` holds NAME=VALUE lines in
+  /// place of those of the test; what it prints goes to the file `output`. When the program is not
   /// installed the test fails, naming the Debian `package` that it comes with.
   ChildProcess(std::vector<std::string> words, const std::string& package,
                const std::string& output, std::vector<std::string> environment = {});

@@ -4,7 +4,9 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
-#include <stdexcept>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http.hpp>
+#include <sstream>
 #include <utility>  // missing from Boost 1.74's own headers
 
 #include "support/LoopbackSocket.h"
@@ -13,6 +15,7 @@ namespace quorvex::test {
 namespace {
 
 namespace asio = boost::asio;
+namespace http = boost::beast::http;
 using asio::ip::tcp;
 using boost::system::error_code;
 
@@ -32,15 +35,23 @@ std::string sendRaw(std::uint16_t port, const std::string& bytes, bool thenEnd) 
 
 Reply request(std::uint16_t port, const std::string& method, const std::string& path,
               const Headers& headers, const std::string& body) {
-  std::string bytes = method + " " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
-  for (const auto& [name, value] : headers) bytes.append(name).append(": ").append(value + "\r\n");
-  bytes += "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-  const std::string received = sendRaw(port, bytes);
-  const std::size_t headEnd = received.find("\r\n\r\n");
-  if (headEnd == std::string::npos) throw std::runtime_error("no reply: " + received);
-  Reply reply{.status = std::stoi(received.substr(9, 3)), .head = received.substr(0, headEnd)};
-  if (received.size() > headEnd + 4)
-    reply.body = nlohmann::json::parse(received.substr(headEnd + 4));
+  http::request<http::string_body> asked(http::string_to_verb(method), path, 11, body);
+  asked.set("Host", "127.0.0.1");
+  asked.set("Connection", "close");
+  asked.content_length(body.size());
+  for (const auto& [name, value] : headers) asked.set(name, value);
+  asio::io_context io;
+  tcp::socket socket = connectedTo(io, port);
+  error_code refusedEarly;
+  http::write(socket, asked, refusedEarly);
+  // To the end of the reply: that of the connection may be a long time coming.
+  boost::beast::flat_buffer buffer;
+  http::response<http::string_body> received;
+  http::read(socket, buffer, received);
+  std::ostringstream head;
+  head << received.base();
+  Reply reply{.status = static_cast<int>(received.result_int()), .head = head.str()};
+  if (!received.body().empty()) reply.body = nlohmann::json::parse(received.body());
   return reply;
 }
 

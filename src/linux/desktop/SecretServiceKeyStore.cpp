@@ -86,7 +86,16 @@ SecretServiceKeyStore::SecretServiceKeyStore(std::string keptFor,
                                              std::function<void(std::string_view)> logLine)
     : owner(std::move(keptFor)), log(std::move(logLine)) {}
 
+void SecretServiceKeyStore::complain(OSStatus status, const char* consequence) const {
+  log(std::string("auth: the key store ") +
+      (status == errSecNotAvailable            ? "cannot be reached (is a Secret Service running?)"
+       : status == errSecInteractionNotAllowed ? "is locked (unlock the login keyring)"
+                                               : "refuses") +
+      consequence);
+}
+
 OSStatus SecretServiceKeyStore::SecItemCopyMatching(const std::string& account, std::string* data) {
+  finish();
   const Deadline deadline;
   Ref<SecretService> service;
   Ref<SecretCollection> collection;
@@ -111,6 +120,7 @@ OSStatus SecretServiceKeyStore::SecItemCopyMatching(const std::string& account, 
 }
 
 OSStatus SecretServiceKeyStore::SecItemAdd(const std::string& account, const std::string& data) {
+  finish();
   const Deadline deadline;
   Ref<SecretService> service;
   Ref<SecretCollection> collection;
@@ -124,24 +134,34 @@ OSStatus SecretServiceKeyStore::SecItemAdd(const std::string& account, const std
     secret_value_unref(value);
     if (!item) status = errSecAuthFailed;
   }
-  if (status != kNoError)
-    log(std::string("auth: the key store ") +
-        (status == errSecNotAvailable ? "cannot be reached (is a Secret Service running?)"
-         : status == errSecInteractionNotAllowed ? "is locked"
-                                                 : "refused the sign-in") +
-        "; it lasts until the program ends");
+  if (status != kNoError) complain(status, "; this sign-in lasts until the program ends");
   return status;
 }
 
 OSStatus SecretServiceKeyStore::SecItemDelete(const std::string& account) {
+  std::lock_guard hold(mutex);
+  removal = std::async(std::launch::async, [this, account] { remove(account); });
+  return kNoError;
+}
+
+void SecretServiceKeyStore::finish() {
+  std::lock_guard hold(mutex);
+  if (removal.valid()) removal.wait();
+}
+
+void SecretServiceKeyStore::remove(const std::string& account) const {
   const Deadline deadline;
   Ref<SecretService> service;
   Ref<SecretCollection> collection;
-  if (const OSStatus status = open(deadline, &service, &collection); status != kNoError)
-    return status;
-  const bool removed = secret_service_clear_sync(
-      service.get(), &schema(), attributesOf(account, owner).get(), deadline.get(), nullptr);
-  return removed ? kNoError : errSecItemNotFound;
+  OSStatus status = open(deadline, &service, &collection);
+  if (status == kNoError) {
+    GError* error = nullptr;
+    secret_service_clear_sync(service.get(), &schema(), attributesOf(account, owner).get(),
+                              deadline.get(), &error);
+    if (error) status = errSecAuthFailed;
+    g_clear_error(&error);
+  }
+  if (status != kNoError) complain(status, "; a sign-in that it holds stays there");
 }
 
 }  // namespace quorvex

@@ -4,12 +4,15 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
+#include <deque>
 #include <utility>
 
 namespace quorvex {
 namespace {
 
 constexpr int kMostWaiting = 16;
+/// Whoever floods the listener must not use up the process's descriptors.
+constexpr std::size_t kMostOpen = 32;
 
 /// Deletes an object that may be in the middle of a call into this program.
 struct DeleteLater {
@@ -51,6 +54,13 @@ class Connection : public LoopbackConnection, public std::enable_shared_from_thi
       QTimer::singleShot(0, socket.get(), [this] { sent(); });
   }
 
+  /// As if its patience had run out.
+  void ended() {
+    const auto alive = weak_from_this().lock();
+    if (received) std::exchange(received, nullptr)(std::nullopt);
+    sent();
+  }
+
   void cancel() override {
     patience.stop();
     // Closing with bytes unread would take the reply away from the peer.
@@ -67,11 +77,6 @@ class Connection : public LoopbackConnection, public std::enable_shared_from_thi
     const QByteArray bytes = socket->read(most);
     if (bytes.isEmpty()) return;
     std::exchange(received, nullptr)(bytes.toStdString());
-  }
-  void ended() {
-    const auto alive = weak_from_this().lock();
-    if (received) std::exchange(received, nullptr)(std::nullopt);
-    sent();
   }
   void sent() {
     const auto alive = weak_from_this().lock();
@@ -118,13 +123,26 @@ class Listener : public LoopbackListener {
   void accept() {
     const Handlers copy = handlers;
     QTcpServer* const listening = server.get();
-    while (listening->isListening() && listening->hasPendingConnections())
-      copy.newConnection(
-          std::make_shared<Connection>(listening->nextPendingConnection(), longestSilence));
+    while (listening->isListening() && listening->hasPendingConnections()) {
+      const auto connection =
+          std::make_shared<Connection>(listening->nextPendingConnection(), longestSilence);
+      remember(connection);
+      copy.newConnection(connection);
+    }
+  }
+  /// Whoever says something does so at once, so when there are too many the oldest has to go.
+  void remember(const std::shared_ptr<Connection>& connection) {
+    std::erase_if(open, [](const auto& one) { return one.expired(); });
+    if (open.size() == kMostOpen) {
+      open.front().lock()->ended();
+      open.pop_front();
+    }
+    open.push_back(connection);
   }
 
   std::unique_ptr<QTcpServer, DeleteLater> server;
   const std::chrono::milliseconds longestSilence;
+  std::deque<std::weak_ptr<Connection>> open;
   Handlers handlers;
 };
 
