@@ -9,7 +9,13 @@ FocusScope {
 
     objectName: "ConsentSheet"
     focus: true
-    Component.onCompleted: button.forceActiveFocus()
+    Component.onCompleted: takeKeyboard()
+    onVisibleChanged: takeKeyboard()
+
+    function takeKeyboard() {
+        if (visible)
+            button.forceActiveFocus();
+    }
 
     Rectangle {
         anchors.fill: parent

@@ -2,6 +2,7 @@ pragma ComponentBehavior: Bound
 
 import QtQuick
 import QtQuick.Controls.Basic
+import Qt.labs.qmlmodels
 import Quorvex
 
 /// The library of faces, and the tile that adds one.
@@ -52,29 +53,18 @@ Rectangle {
             width: 6
             policy: grid.contentHeight > grid.height ? ScrollBar.AsNeeded : ScrollBar.AlwaysOff
         }
-        delegate: Loader {
-            id: cell
-
-            required property string faceId
-            required property string name
-            required property bool isAddTile
-
-            sourceComponent: isAddTile ? addTile : faceTile
-
-            Component {
-                id: faceTile
-
+        delegate: DelegateChooser {
+            role: "isAddTile"
+            DelegateChoice {
+                roleValue: false
                 FaceCard {
-                    faceId: cell.faceId
-                    name: cell.name
-                    active: cell.faceId === root.model.activeFaceID
-                    onTap: root.model.onSelectFace(cell.faceId)
-                    onRemove: root.model.onDeleteFace(cell.faceId)
+                    active: faceId === root.model.activeFaceID
+                    onTap: root.model.onSelectFace(faceId)
+                    onRemove: root.model.onDeleteFace(faceId)
                 }
             }
-            Component {
-                id: addTile
-
+            DelegateChoice {
+                roleValue: true
                 AddFaceCard {
                     busy: root.model.busyFace
                     onTap: root.model.onChooseFace()

@@ -1,5 +1,3 @@
-pragma ComponentBehavior: Bound
-
 import QtQuick
 import Quorvex
 
@@ -93,11 +91,9 @@ Rectangle {
             width: parent.width
         }
     }
-    Loader {
+    ConsentSheet {
         anchors.fill: parent
-        active: root.model.needsConsent
-        sourceComponent: ConsentSheet {
-            model: root.model
-        }
+        visible: root.model.needsConsent
+        model: root.model
     }
 }

@@ -76,6 +76,13 @@ TEST(VideoPreviewView, isAttachedToTheTracksTheModelShowsAndToNoOther) {
     QCoreApplication::processEvents();
     return isLight(shown.colourAt(middle()));
   }));
+  auto& converter = dynamic_cast<PreviewRenderer&>(*main);
+  window->close();
+  shown.settle();
+  (void)converter.take();
+  main->renderFrame(&frame.frame);
+  EXPECT_TRUE(converter.take().isNull()) << "nothing is converted for a hidden window";
+  window->makeKeyAndOrderFront();
   model.showSelfBig = true;
   shown.settle();
   EXPECT_EQ(local->renderers.size(), 1U);
