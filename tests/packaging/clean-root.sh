@@ -8,10 +8,11 @@ package=$(realpath "${1:?give the .deb}")
   exec env IN_OWN_NAMESPACES=1 unshare --mount --pid --fork --kill-child "$0" "$package"
 
 root=$(mktemp -d "${TMPDIR:-/var/tmp}/clean-root.XXXXXX")
+chmod 755 "$root"
 trap 'umount "$root/proc"; rm -rf --one-file-system "$root"' EXIT
 step() { printf '\n== %s (%d s)\n' "$1" "$SECONDS"; }
 in_root() { chroot "$root" env -i HOME=/root PATH=/usr/sbin:/usr/bin DEBIAN_FRONTEND=noninteractive \
-  ${http_proxy:+http_proxy="$http_proxy"} "$@"; }
+  LC_ALL=C.UTF-8 ${http_proxy:+http_proxy="$http_proxy"} "$@"; }
 as_user() { chroot --userspec=user:user "$root" env -i HOME=/home/user PATH=/usr/bin LC_ALL=C.UTF-8 \
   QT_QPA_PLATFORM=offscreen sh -c 'cd && exec "$@"' sh "$@"; }
 
@@ -39,7 +40,7 @@ cat "$root/home/user/r.json"
 
 step "$run"
 as_user $run 2>&1 | tee "$root/window.log"
-! grep -E 'qrc:|QQml|module' "$root/window.log"
+if grep -E 'qrc:|is not installed' "$root/window.log"; then exit 1; fi
 
 step "Start through D-Bus"
 as_user dbus-run-session -- gdbus call --session --dest com.tessaly.quorvexcamera \
@@ -47,5 +48,5 @@ as_user dbus-run-session -- gdbus call --session --dest com.tessaly.quorvexcamer
 
 step "Remove"
 in_root apt-get purge -yq quorvex-camera | tail -2
-! find "$root/usr" "$root/etc" -name '*quorvex*' | grep .
+if find "$root/usr" "$root/etc" -name '*quorvex*' | grep .; then exit 1; fi
 step "All is well"
