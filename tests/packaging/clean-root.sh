@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Installs the package given into a new Debian 12 folder that holds nothing else, and runs there what
+# it brings, as a plain user: the demo, its window, and the start through D-Bus. Needs root and a mirror.
+set -euo pipefail
+package=$(realpath "${1:?give the .deb}")
+# Mounts and processes of the folder end with this script.
+[ -n "${IN_OWN_NAMESPACES:-}" ] ||
+  exec env IN_OWN_NAMESPACES=1 unshare --mount --pid --fork --kill-child "$0" "$package"
+
+root=$(mktemp -d "${TMPDIR:-/var/tmp}/clean-root.XXXXXX")
+chmod 755 "$root"
+trap 'umount "$root/proc"; rm -rf --one-file-system "$root"' EXIT
+step() { printf '\n== %s (%d s)\n' "$1" "$SECONDS"; }
+in_root() { chroot "$root" env -i HOME=/root PATH=/usr/sbin:/usr/bin DEBIAN_FRONTEND=noninteractive \
+  LC_ALL=C.UTF-8 ${http_proxy:+http_proxy="$http_proxy"} "$@"; }
+as_user() { chroot --userspec=user:user "$root" env -i HOME=/home/user PATH=/usr/bin LC_ALL=C.UTF-8 \
+  QT_QPA_PLATFORM=offscreen sh -c 'cd && exec "$@"' sh "$@"; }
+
+step "A new Debian 12"
+mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Codename: bookworm' | head -1)
+debootstrap --variant=minbase bookworm "$root" "$mirror" >"$root.log" 2>&1 || { cat "$root.log"; exit 1; }
+rm "$root.log"
+mount -t proc proc "$root/proc"
+in_root useradd --create-home user
+
+step "Install $(basename "$package")"
+cp "$package" "$root/tmp/"
+in_root apt-get install -yq --no-install-recommends "/tmp/$(basename "$package")" dbus-daemon \
+  libglib2.0-bin | tail -3
+in_root dpkg --verify quorvex-camera
+
+step "quorvex-camera --version"
+as_user quorvex-camera --version
+as_user quorvex-service --version
+
+run="quorvex-camera --demo --camera pattern --virtual-camera embedded --seconds 10 --report r.json"
+step "$run --headless"
+as_user $run --headless
+cat "$root/home/user/r.json"
+
+step "$run"
+as_user $run 2>&1 | tee "$root/window.log"
+if grep -E 'qrc:|is not installed' "$root/window.log"; then exit 1; fi
+
+step "Start through D-Bus"
+as_user dbus-run-session -- gdbus call --session --dest com.tessaly.quorvexcamera \
+  --object-path /com/tessaly/quorvexcamera --method org.freedesktop.Application.Activate '{}'
+
+step "Remove"
+in_root apt-get purge -yq quorvex-camera | tail -2
+if find "$root/usr" "$root/etc" -name '*quorvex*' | grep .; then exit 1; fi
+step "All is well"
