@@ -43,7 +43,9 @@ QtWindows::QtWindows(Defaults& settings, std::function<void()> terminateApplicat
       facePictures(new FacePictures) {
   QGuiApplication::setQuitOnLastWindowClosed(false);
   // Painted by Qt itself a window costs a fraction of what a GPU's emulation takes.
-  if (!hasGpu()) QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+  static const bool gpu = hasGpu();
+  if (!gpu && QQuickWindow::graphicsApi() != QSGRendererInterface::Software)
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
   engine.addImportPath("qrc:/qt/qml");
   engine.addImageProvider("faces", facePictures);
   engine.addImageProvider("symbols", new SymbolPictures);
