@@ -33,6 +33,12 @@ int coverage(int x, int y, int radius) {
   return static_cast<int>(256 * std::clamp(radius - distance + 0.5, 0.0, 1.0));
 }
 
+/// Two neighbours stand for the pixels between them as long as there are hardly more; averaging all
+/// of them takes five times as long.
+libyuv::FilterMode filterFor(int from, int to) {
+  return from > to * 5 / 2 ? libyuv::kFilterBox : libyuv::kFilterBilinear;
+}
+
 void roundCorners(QImage& picture, int wanted) {
   const int right = picture.width() - 1;
   const int bottom = picture.height() - 1;
@@ -140,7 +146,7 @@ void PreviewRenderer::convert(const I420View& frame, const Geometry& geometry, b
   libyuv::I420Scale(frame.dataY + cut.y() * std::ptrdiff_t(frame.strideY) + cut.x(), frame.strideY,
                     frame.dataU + chroma, frame.strideU, frame.dataV + chromaV, frame.strideV,
                     cut.width(), cut.height(), small.y, small.strideY, small.u, small.strideUV,
-                    small.v, small.strideUV, width, height, libyuv::kFilterBox);
+                    small.v, small.strideUV, width, height, filterFor(cut.width(), width));
   if (isMirrored) {
     Planes other(mirrored, width, height);
     libyuv::I420Mirror(small.y, small.strideY, small.u, small.strideUV, small.v, small.strideUV,
