@@ -176,7 +176,7 @@ std::shared_ptr<Menus> AppDelegate::makeMenus() {
       {MenuAction::reconnectTapped,
        run([](AppDelegate& self) { self.pipeline->reconnectTapped(); })},
       {MenuAction::menuHelp,
-       run([](AppDelegate& self) { (void)self.platform.workspace.open(self.endpoints.webBase); })},
+       run([](AppDelegate& self) { self.platform.workspace.open(self.endpoints.webBase, {}); })},
       {MenuAction::reportBug, run([](AppDelegate& self) { self.reportBug(); })},
       {MenuAction::signInTapped, run([](AppDelegate& self) { self.account->signIn(); })},
       {MenuAction::signOutTapped, run([](AppDelegate& self) { self.account->signOut(); })},
@@ -208,9 +208,10 @@ void AppDelegate::openWindow() {
 
 void AppDelegate::reportBug() {
   hostLog("menu: Report a Bug tapped");
-  (void)platform.workspace.open(bugReportUrl(endpoints.supportAddress, platform.bundle,
-                                             platform.auth->storedRefreshToken().has_value(),
-                                             model.statusText));
+  platform.workspace.open(
+      bugReportUrl(endpoints.supportAddress, platform.bundle,
+                   platform.auth->storedRefreshToken().has_value(), model.statusText),
+      {});
 }
 
 void AppDelegate::activate(const std::string& status) {

@@ -34,7 +34,7 @@ void AccountActions::signOut() {
 
 void AccountActions::manageAccount() {
   hostLog("menu: Manage Account tapped");
-  (void)needs.workspace.open(appendingPathComponent(needs.webBase, "faceswap"));
+  needs.workspace.open(appendingPathComponent(needs.webBase, "faceswap"), {});
 }
 
 }  // namespace quorvex

@@ -121,17 +121,21 @@ void AuthManager::listenerReady(const std::shared_ptr<PendingLogin>& login) {
     return login->listener->cancel();
   }
   login->redirectURI = "http://127.0.0.1:" + std::to_string(*port) + "/cb";
-  openBrowser(*login);
+  openBrowser(login);
 }
 
-void AuthManager::openBrowser(const PendingLogin& login) {
+void AuthManager::openBrowser(const std::shared_ptr<PendingLogin>& login) {
   // Nothing in it needs to be escaped: base64url, and a URL whose marks a query may hold.
   const std::string url = appendingPathComponent(needs.webBase, "native/authorize") +
-                          "?challenge=" + codeChallenge(needs.crypto, login.verifier) +
-                          "&state=" + login.state + "&redirect_uri=" + login.redirectURI;
-  if (needs.workspace.open(url)) return;
-  login.listener->cancel();
-  finish(AuthError{Case::browserOpenFailed});
+                          "?challenge=" + codeChallenge(needs.crypto, login->verifier) +
+                          "&state=" + login->state + "&redirect_uri=" + login->redirectURI;
+  needs.workspace.open(url,
+                       weakly(this, [weak = std::weak_ptr(login)](AuthManager& self, bool opened) {
+                         const auto current = weak.lock();
+                         if (opened || !current || self.attempt() != current) return;
+                         current->listener->cancel();
+                         self.finish(AuthError{Case::browserOpenFailed});
+                       }));
 }
 
 void AuthManager::redirected(const std::optional<std::string>& request,

@@ -78,7 +78,7 @@ class AuthManager : public TokenStore, public std::enable_shared_from_this<AuthM
   [[nodiscard]] std::shared_ptr<PendingLogin> attempt() const;
   void listen(const std::shared_ptr<PendingLogin>& login);
   void listenerReady(const std::shared_ptr<PendingLogin>& login);
-  void openBrowser(const PendingLogin& login);
+  void openBrowser(const std::shared_ptr<PendingLogin>& login);
   void redirected(const std::optional<std::string>& request,
                   const std::shared_ptr<LoopbackConnection>& connection,
                   const std::shared_ptr<PendingLogin>& login);

@@ -23,7 +23,8 @@ class KeyStore {
                                                      std::string* data) = 0;
   [[nodiscard]] virtual OSStatus SecItemAdd(const std::string& account,
                                             const std::string& data) = 0;
-  /// Removes every secret of `account`.
+  /// Removes every secret of `account`, perhaps only after it has returned; whatever is called
+  /// later finds it done.
   virtual OSStatus SecItemDelete(const std::string& account) = 0;
 };
 

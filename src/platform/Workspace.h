@@ -1,16 +1,19 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace quorvex {
 
-/// Opens things with the program that the user has chosen for them. Main thread only.
+/// Opens things with the program that the user has chosen for them. Used on the main thread, which
+/// it does not keep waiting: starting a program may take a tenth of a second.
 class Workspace {
  public:
   virtual ~Workspace() = default;
 
-  /// False when there is no program for it, or it could not be started.
-  [[nodiscard]] virtual bool open(const std::string& url) = 0;
+  /// Calls `completion`, unless it is empty, on the main thread: with false when there is no
+  /// program for it, or it could not be started.
+  virtual void open(const std::string& url, std::function<void(bool opened)> completion) = 0;
 };
 
 }  // namespace quorvex

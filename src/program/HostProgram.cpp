@@ -128,8 +128,8 @@ int HostProgram::run() {
   if (camera->captureDevices().empty())
     console.note("There is no webcam; plug one in, or use --camera pattern");
   // A key store may keep its first reader waiting for seconds: that is not the main thread.
-  background.async([this] {
-    (void)auth->storedRefreshToken();
+  background.async([this, manager = auth] {
+    (void)manager->storedRefreshToken();
     mainQueue.async([this] {
       if (delegate) delegate->applicationDidFinishLaunching();
     });

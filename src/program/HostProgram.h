@@ -94,11 +94,12 @@ class HostProgram {
   SecretServiceKeyStore keyStore;
   SystemCrypto crypto;
   QtLoopbackListeners listeners;
-  DesktopWorkspace workspace;
   std::shared_ptr<NetworkThread> network;
   QtHttpClient http;
   QtWebSocketClient webSockets;
   VipsImageCodec images;
+  ThreadQueue background{"qxc-background"};  ///< ends before what its tasks use
+  DesktopWorkspace workspace{mainQueue, background};
   std::shared_ptr<FrameLedger> ledger;
   LatencyProbe probe;
   VirtualCameraChoice virtualCamera;
@@ -108,8 +109,7 @@ class HostProgram {
   std::shared_ptr<CountingCamera> camera;
   NativeRtcEngine engine;
   std::shared_ptr<AuthManager> auth;
-  ThreadQueue background{"qxc-background"};  ///< ends before what its tasks use
-  std::unique_ptr<Desktop> desktop;          ///< none when headless
+  std::unique_ptr<Desktop> desktop;  ///< none when headless
   std::shared_ptr<AppDelegate> delegate;
   std::optional<MainThreadWatch> mainThread;  ///< where its findings are asked for
   RunMonitor monitor;

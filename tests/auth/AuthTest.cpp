@@ -245,6 +245,8 @@ TEST_F(AuthTest, callsEveryWaiterOnceWhoeverAsks) {
           (void)manager->validAccessToken();
           manager->invalidateAccessToken();
           (void)manager->currentUserUUID();
+          (void)manager->storedRefreshToken();
+          (void)manager->isSigningIn();
         }
       });
   }

@@ -52,9 +52,9 @@ class FakeCrypto : public Crypto {
 
 class FakeWorkspace : public Workspace {
  public:
-  bool open(const std::string& url) override {
+  void open(const std::string& url, std::function<void(bool)> completion) override {
     opened.push_back(url);
-    return works;
+    if (completion) completion(works);
   }
   std::vector<std::string> opened;
   bool works = true;

@@ -90,7 +90,7 @@ void SecretServiceKeyStore::complain(OSStatus status, const char* consequence) c
   log(std::string("auth: the key store ") +
       (status == errSecNotAvailable            ? "cannot be reached (is a Secret Service running?)"
        : status == errSecInteractionNotAllowed ? "is locked (unlock the login keyring)"
-                                               : "refuses") +
+                                               : "cannot be changed (is its disk full?)") +
       consequence);
 }
 
