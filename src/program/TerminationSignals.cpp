@@ -18,10 +18,13 @@ sigset_t terminationSignals() {
 
 }  // namespace
 
-TerminationSignals::TerminationSignals(std::function<void()> asked) {
-  // Blocked here, before any thread is made, they are blocked in all threads and come to the file.
+void TerminationSignals::block() {
   const sigset_t signals = terminationSignals();
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+TerminationSignals::TerminationSignals(std::function<void()> asked) {
+  const sigset_t signals = terminationSignals();
   std::signal(SIGPIPE, SIG_IGN);
   file = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
   notifier = std::make_unique<QSocketNotifier>(file, QSocketNotifier::Read);

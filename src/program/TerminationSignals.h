@@ -11,6 +11,10 @@ namespace quorvex {
 /// once, for a user who will not wait. One object a process.
 class TerminationSignals {
  public:
+  /// To be called before any thread is made, and a QApplication makes some: a thread that does not
+  /// block a signal would end the process by it.
+  static void block();
+
   explicit TerminationSignals(std::function<void()> asked);
   ~TerminationSignals();
   TerminationSignals(const TerminationSignals&) = delete;

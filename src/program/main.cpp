@@ -126,6 +126,7 @@ int main(int argc, char** argv) {
   setup.endpoints = std::get<ServiceEndpoints>(configuration);
   const bool withWindows = !setup.options.headless && setup.options.command.empty();
   if (withWindows && !hasDisplay()) return refuse("there is no display; run with --headless");
+  TerminationSignals::block();
   const auto application = makeApplication(argc, argv, withWindows);
 
   DesktopApplication desktop(kApplicationId + QString(setup.options.demo ? ".Demo" : ""));
