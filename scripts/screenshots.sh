@@ -8,7 +8,7 @@ bin=$PWD/build/release/bin
 mkdir -p "$folder"
 work=$(mktemp -d)
 export XDG_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run XDG_DATA_HOME=$work/data HOME=$work
-mkdir -m 700 -p "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME/quorvex-camera" "$XDG_CONFIG_HOME/fontconfig"
+mkdir -m 700 -p "$XDG_RUNTIME_DIR" "$XDG_CONFIG_HOME/quorvex-camera"
 settings=$XDG_CONFIG_HOME/quorvex-camera/settings.json
 
 if [ -z "${IN_DISPLAY:-}" ]; then

@@ -7,7 +7,6 @@
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 #include <QQmlComponent>
-#include <QQuickStyle>
 #include <QtPlugin>
 #include <stdexcept>
 
