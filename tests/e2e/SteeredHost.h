@@ -50,6 +50,9 @@ class SteeredHost : public ::testing::Test {
   void SetUp() override {
     host->applicationDidFinishLaunching();
     ASSERT_TRUE(shows(kLive));
+    // Pictures come last of all: no news of this connection is on its way any more, which would
+    // start the count of restarts anew in the midst of a test.
+    ASSERT_TRUE(comes([&] { return picture() != nullptr; }));
   }
   ~SteeredHost() override {
     host->applicationWillTerminate();
