@@ -14,7 +14,7 @@ forbid() {
 
 parts="src/log src/model src/faces src/auth src/signaling src/media src/sink src/support"
 core="$parts src/pipeline src/app"
-libraries='(Q[A-Z]|api/|rtc_base/|media/base/|modules/|pipewire|spa/|linux/videodev2|boost|libsecret|vips/)'
+libraries='(Q[A-Z]|api/|rtc_base/|media/base/|modules/|pipewire|spa/|linux/videodev2|boost|libsecret|systemd/|vips/)'
 forbid "src/platform" '(log|model|app|pipeline|signaling|media|sink|faces|auth|support|linux|program)/' \
   "A port includes a layer above it"
 forbid "src/platform $core" "$libraries" "The core includes a library that belongs to an adapter"

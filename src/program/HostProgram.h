@@ -9,6 +9,7 @@
 #include "app/AppDelegate.h"
 #include "linux/cameras/LatencyProbe.h"
 #include "linux/desktop/DesktopWorkspace.h"
+#include "linux/desktop/JournalSystemLog.h"
 #include "linux/desktop/SecretServiceKeyStore.h"
 #include "linux/images/VipsImageCodec.h"
 #include "linux/qt/QtDefaults.h"
@@ -17,7 +18,6 @@
 #include "linux/qt/QtMainQueue.h"
 #include "linux/qt/QtWebSocketClient.h"
 #include "linux/qt/SystemCrypto.h"
-#include "linux/threads/StderrSystemLog.h"
 #include "linux/threads/SteadyClock.h"
 #include "linux/threads/ThreadQueue.h"
 #include "linux/vcam/FaultyCoreMediaIO.h"
@@ -88,7 +88,7 @@ class HostProgram {
   Console& console;
   QtMainQueue mainQueue;
   SteadyClock clock;
-  StderrSystemLog systemLog;
+  JournalSystemLog systemLog;
   QtDefaults defaults;
   std::atomic<bool> keyStoreFailed = false;
   SecretServiceKeyStore keyStore;
