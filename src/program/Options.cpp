@@ -27,6 +27,9 @@ void declare(QCommandLineParser& parser) {
   parser.addPositionalArgument(
       "account", "sign-in, sign-out or status: the user's account, instead of running.",
       "[account …]");
+  parser.addPositionalArgument(
+      "doctor", "tells why the camera does not show up, and what to do, instead of running.",
+      "[doctor]");
   parser.addOptions({
       {"demo", "Start the local service on a free port and use it."},
       {"headless", "Run without a window."},
@@ -46,6 +49,7 @@ void declare(QCommandLineParser& parser) {
        "Take commands that make the virtual camera misbehave on the unix socket <PATH>: a line "
        "each, refuse, stall, vanish, release or none.",
        "PATH"},
+      {"json", "With doctor: what it finds as JSON."},
       {"config", "Read settings from <FILE> instead of the user's own.", "FILE"},
       {"version", "Print the version and end."},
       {"help", "Print this text and end."},
@@ -91,6 +95,22 @@ std::optional<OptionsExit> readSeconds(const QString& value, Options& options) {
   return std::nullopt;
 }
 
+std::optional<OptionsExit> readCommand(const QCommandLineParser& parser, Options& options) {
+  for (const QString& word : parser.positionalArguments())
+    options.command.push_back(QFile::encodeName(word).toStdString());
+  const std::string command = options.command.empty() ? "" : options.command.front();
+  const bool isDoctor = command == "doctor";
+  if (!options.command.empty() && command != "faces" && command != "account" && !isDoctor)
+    return refused("there is no argument \"" + command + "\"");
+  if (isDoctor && options.command.size() > 1)
+    return refused("doctor " + options.command[1] + ": doctor stands alone");
+  if (isDoctor && parser.isSet("demo"))
+    return refused("--demo: doctor looks at the service that is set; leave out this option");
+  if (!isDoctor && parser.isSet("json")) return refused("--json: give it with doctor");
+  options.json = parser.isSet("json");
+  return std::nullopt;
+}
+
 std::optional<OptionsExit> readSettings(const QCommandLineParser& parser, Options& options) {
   for (const Setting& setting : settings()) {
     if (!parser.isSet(setting.option)) continue;
@@ -114,11 +134,7 @@ std::variant<Options, OptionsExit> parseOptions(const std::vector<std::string>& 
   if (parser.isSet("help")) return OptionsExit{parser.helpText().toStdString(), 0};
   if (parser.isSet("version")) return OptionsExit{"quorvex-camera " QUORVEX_VERSION "\n", 0};
   Options options;
-  for (const QString& word : parser.positionalArguments())
-    options.command.push_back(QFile::encodeName(word).toStdString());
-  if (!options.command.empty() && options.command.front() != "faces" &&
-      options.command.front() != "account")
-    return refused("there is no argument \"" + options.command.front() + "\"");
+  if (auto bad = readCommand(parser, options)) return *bad;
   options.demo = parser.isSet("demo");
   options.headless = parser.isSet("headless");
   options.compatibilityFormat = parser.isSet("compatibility-format");

@@ -14,9 +14,10 @@ struct Options {
   enum class Camera { automatic, pattern, y4m, device };
   enum class VirtualCamera { automatic, v4l2, pipewire, embedded };
 
-  /// A command to carry out instead of running the host, "faces" or "account" first; empty for
-  /// none.
+  /// A command to carry out instead of running the host, "faces", "account" or "doctor" first;
+  /// empty for none.
   std::vector<std::string> command;
+  bool json = false;  ///< what the doctor finds, for programs
   bool demo = false;
   bool headless = false;
   std::optional<double> seconds;  ///< how long to run; until told to end when none

@@ -7,10 +7,12 @@
 #include <filesystem>
 
 #include "linux/images/VipsImageCodec.h"
+#include "linux/qt/NetworkThread.h"
 #include "program/CameraChoice.h"
 #include "program/Configuration.h"
 #include "program/Console.h"
 #include "program/DemoService.h"
+#include "program/DoctorChecks.h"
 #include "program/FacesCommand.h"
 #include "program/HostProgram.h"
 #include "program/Options.h"
@@ -46,12 +48,11 @@ std::optional<std::string> environment(const char* name) {
   return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-std::variant<ServiceEndpoints, ConfigurationProblem> configured(const Options& options) {
-  return readConfiguration(
-      {.userFile = options.configFile.value_or(configFolder() + "/quorvex-camera.conf"),
-       .userFileMustExist = options.configFile.has_value(),
-       .environment = environment,
-       .commandLine = options.settings});
+ConfigurationSources sources(const Options& options) {
+  return {.userFile = options.configFile.value_or(configFolder() + "/quorvex-camera.conf"),
+          .userFileMustExist = options.configFile.has_value(),
+          .environment = environment,
+          .commandLine = options.settings};
 }
 
 /// The demo's service and where it listens. Nothing of the demo leaves this machine: the STUN
@@ -73,6 +74,26 @@ int facesCommand(const HostProgram::Setup& setup) {
   FaceStore store(defaults, images);
   const auto& words = setup.options.command;
   return FacesCommand(store).run({words.begin() + 1, words.end()});
+}
+
+int doctorCommand(int argc, char** argv, const HostProgram::Setup& setup) {
+  const auto given = readConfiguration({.systemFile = "",
+                                        .userFile = "",
+                                        .environment = [](const char*) { return std::nullopt; },
+                                        .commandLine = setup.options.settings});
+  if (const auto* problem = std::get_if<ConfigurationProblem>(&given))
+    return refuse(problem->message);
+  const QCoreApplication application(argc, argv);
+  const auto [findings, complete] =
+      examine(doctorChecks({.settings = sources(setup.options),
+                            .savedSettings = setup.settingsPath,
+                            .network = std::make_shared<NetworkThread>()}),
+              kDoctorsPatience);
+  std::fputs((setup.options.json ? asJson(findings) : asText(findings)).c_str(), stdout);
+  const int code = picturesCanPass(findings) ? 0 : 1;
+  if (complete) return code;
+  std::fflush(stdout);
+  std::_Exit(code);
 }
 
 bool hasDisplay() {
@@ -119,8 +140,9 @@ int main(int argc, char** argv) {
   setup.settingsPath = configFolder() + (setup.options.demo ? "/demo" : "") + "/settings.json";
   const auto command = setup.options.command;
   if (!command.empty() && command.front() == "faces") return facesCommand(setup);
+  if (!command.empty() && command.front() == "doctor") return doctorCommand(argc, argv, setup);
   if (const auto problem = cameraProblem(setup.options)) return refuse(*problem);
-  const auto configuration = configured(setup.options);
+  const auto configuration = readConfiguration(sources(setup.options));
   if (const auto* problem = std::get_if<ConfigurationProblem>(&configuration))
     return refuse(problem->message);
   setup.endpoints = std::get<ServiceEndpoints>(configuration);

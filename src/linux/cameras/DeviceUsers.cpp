@@ -34,6 +34,7 @@ std::string programsUsing(const std::string& path) {
   std::error_code error;
   const fs::path file = fs::canonical(path, error);
   std::string programs;
+  if (error) return programs;
   for (fs::directory_iterator entry("/proc", error), end; !error && entry != end;
        entry.increment(error)) {
     const std::string process = entry->path().filename().string();

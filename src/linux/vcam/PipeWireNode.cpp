@@ -66,7 +66,7 @@ const spa_pod* neededHeader(PodSpace& space) {
 pw_properties* nodeProperties() {
   return pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_MEDIA_TYPE, "Video",
                            PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE, "Camera",
-                           PW_KEY_NODE_NAME, "quorvex_camera", PW_KEY_NODE_DESCRIPTION,
+                           PW_KEY_NODE_NAME, kPipeWireNodeName, PW_KEY_NODE_DESCRIPTION,
                            kVirtualCameraName, nullptr);
 }
 

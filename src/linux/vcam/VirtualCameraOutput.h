@@ -12,6 +12,7 @@ namespace quorvex {
 /// What programs pick the camera by, and what it shows, whichever way it leaves the host: 420v
 /// pictures of this size.
 constexpr const char* kVirtualCameraName = "Quorvex Camera";
+constexpr const char* kPipeWireNodeName = "quorvex_camera";
 constexpr int kVirtualCameraWidth = 1280;
 constexpr int kVirtualCameraHeight = 720;
 constexpr int kVirtualCameraFrameRate = 30;

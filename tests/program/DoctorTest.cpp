@@ -1,0 +1,119 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <nlohmann/json.hpp>
+
+#include "program/Doctor.h"
+#include "program/DoctorChecks.h"
+
+namespace quorvex {
+namespace {
+
+using std::chrono::milliseconds;
+using enum Finding::State;
+using Findings = std::vector<Finding>;
+
+Findings allWell() {
+  return {{"webcam", "Webcam", ok, "HD Webcam, /dev/video0", ""},
+          {"v4l2-camera", "V4L2 camera", ok, "/dev/video42", ""},
+          {"pipewire", "PipeWire", ok, "it answers", ""},
+          {"service-web", "Service, web", ok, "answers", ""},
+          {"service-api", "Service, API", ok, "answers", ""},
+          {"tray", "Tray", note, "none", "Install one"}};
+}
+
+/// The state of the finding of that name, and its mend; "none" when there is no such finding.
+std::string told(const Findings& findings, const std::string& check) {
+  const auto found = std::ranges::find(findings, check, &Finding::check);
+  if (found == findings.end()) return "none";
+  const char* const states[] = {"ok ", "note ", "problem "};
+  return states[static_cast<int>(found->state)] + found->text;
+}
+
+TEST(Doctor, tellsEachStateToPeopleAndPrograms) {
+  Findings findings = allWell();
+  findings[1] = {"v4l2-camera", "V4L2 camera", problem, "no device", "Load it"};
+  EXPECT_EQ(asText(findings),
+            "✓ Webcam        HD Webcam, /dev/video0\n"
+            "✗ V4L2 camera   no device\n"
+            "                → Load it\n"
+            "✓ PipeWire      it answers\n"
+            "✓ Service, web  answers\n"
+            "✓ Service, API  answers\n"
+            "– Tray          none\n"
+            "                → Install one\n"
+            "\nSwapped pictures can reach other programs.\n");
+  const auto json = nlohmann::json::parse(asJson(findings));
+  ASSERT_EQ(json.size(), findings.size());
+  EXPECT_EQ(json[0]["state"], "ok");
+  EXPECT_EQ(json[5]["state"], "note");
+  EXPECT_EQ(json[1], nlohmann::json({{"check", "v4l2-camera"},
+                                     {"title", "V4L2 camera"},
+                                     {"state", "problem"},
+                                     {"text", "no device"},
+                                     {"mend", "Load it"}}));
+}
+
+TEST(Doctor, seesPicturesPassWithAWebcamTheServiceAndOneOutput) {
+  const std::pair<std::vector<int>, bool> kCases[] = {{{}, true},      {{1}, true},  {{2}, true},
+                                                      {{1, 2}, false}, {{0}, false}, {{3}, false},
+                                                      {{4}, false}};
+  for (const auto& [closed, passes] : kCases) {
+    Findings findings = allWell();
+    for (const int one : closed) findings[one].state = problem;
+    EXPECT_EQ(picturesCanPass(findings), passes) << asText(findings);
+  }
+  EXPECT_FALSE(picturesCanPass({}));
+}
+
+TEST(Doctor, namesWhatDoesNotAnswerAndShowsNoPassword) {
+  std::promise<void> release;
+  const auto released = release.get_future().share();
+  const auto [findings, complete] =
+      examine({{"stuck", "Stuck", [released] { return released.wait(), Findings{}; }},
+               {"web", "Web",
+                [] {
+                  return Findings{{"web", "Web", ok, "at https://me:secret@a/\033[2J", ""}};
+                }}},
+              milliseconds(200));
+  release.set_value();
+  EXPECT_FALSE(complete);
+  EXPECT_EQ(told(findings, "stuck"), "problem has not answered within 0 s");
+  EXPECT_EQ(told(findings, "web"), "ok at https://…@a/ [2J");
+}
+
+TEST(Doctor, knowsTheStatesOfTheDriver) {
+  LoopbackModule none, built, foreign, plain, well;
+  built.built = true;
+  foreign.loaded = true;
+  foreign.version = "0.12.7";
+  plain = foreign;
+  plain.devices = {{"/dev/video97", "Quorvex Camera", false}};
+  well = plain;
+  well.devices[0].exclusive = true;
+  struct Case {
+    const LoopbackModule& module;
+    const char *driver, *camera, *listing;
+  };
+  const Case kCases[] = {
+      {built, "problem v4l2loopback is installed but not loaded", "none", "none"},
+      {foreign, "ok v4l2loopback 0.12.7 is loaded",
+       "problem the driver has no device named \"Quorvex Camera\"", "none"},
+      {plain,
+       "ok v4l2loopback 0.12.7 is loaded; /dev/video97 \"Quorvex Camera\" without exclusive_caps",
+       "ok /dev/video97", "problem browsers and others leave it out, as it has no exclusive_caps"},
+      {well,
+       "ok v4l2loopback 0.12.7 is loaded; /dev/video97 \"Quorvex Camera\" with exclusive_caps",
+       "ok /dev/video97", "ok programs list it while Quorvex Camera runs"}};
+  for (const auto& [module, driver, camera, listing] : kCases) {
+    const auto findings = driverFindings(module);
+    EXPECT_EQ(told(findings, "v4l2-driver"), driver);
+    EXPECT_EQ(told(findings, "v4l2-camera"), camera);
+    EXPECT_EQ(told(findings, "v4l2-listing"), listing);
+  }
+  EXPECT_EQ(told(driverFindings(none), "v4l2-driver"), "problem " + none.obstacle());
+}
+
+}  // namespace
+}  // namespace quorvex
