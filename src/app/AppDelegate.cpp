@@ -7,6 +7,7 @@ namespace quorvex {
 namespace {
 
 constexpr const char* kSinkQueueLabel = "com.tessaly.quorvexcamera.sink";
+constexpr Seconds kRelaunchDelay{1.5};
 
 }  // namespace
 
@@ -33,6 +34,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   faces = makeFaceActions();
   controls = makeSwapControls();
   account = makeAccountActions();
+  activation = makeActivation();
   menus = makeMenus();
   menus->buildMainMenu();
   buildStatusMenu("Starting…");
@@ -50,7 +52,8 @@ void AppDelegate::applicationDidFinishLaunching() {
   buildMainWindow();
   if (forced) {
     hostLog("RC_FORCE_ACTIVATE → requesting replace activation up front");
-    return activate("Updating extension…");
+    buildStatusMenu("Updating extension…");
+    return activation->requestActivation();
   }
   frameProducer->start();
   buildStatusMenu("Connecting to virtual camera…");
@@ -75,8 +78,8 @@ std::shared_ptr<Pipeline> AppDelegate::makePipeline() {
 }
 
 void AppDelegate::wireFrameProducer(bool relaunched) {
-  frameProducer->onDeviceMissing =
-      weakly(this, [relaunched](AppDelegate& self) { self.handleDeviceMissing(relaunched); });
+  frameProducer->onDeviceMissing = weakly(
+      this, [relaunched](AppDelegate& self) { self.activation->handleDeviceMissing(relaunched); });
   frameProducer->onSinkReady = weakly(this, [](AppDelegate& self) { self.pipeline->sinkReady(); });
   frameProducer->onSinkWedged =
       weakly(this, [](AppDelegate& self) { self.pipeline->sinkWedged(); });
@@ -183,9 +186,7 @@ std::shared_ptr<Menus> AppDelegate::makeMenus() {
       {MenuAction::chooseFace, run([](AppDelegate& self) { self.faces->chooseFace(); })},
       {MenuAction::clearFace, run([](AppDelegate& self) { self.faces->clearFace(); })},
       {MenuAction::toggleEnhance, run([](AppDelegate& self) { self.controls->toggleEnhance(); })},
-      {MenuAction::reinstall, run([](AppDelegate& self) {
-         if (self.requestActivation) self.requestActivation();
-       })},
+      {MenuAction::reinstall, run([](AppDelegate& self) { self.activation->requestActivation(); })},
       {MenuAction::quit, run([](AppDelegate& self) { self.platform.terminate(); })}};
   return std::make_shared<Menus>(
       Menus::Dependencies{platform.windows, model, platform.defaults, faceStore, platform.auth},
@@ -214,21 +215,28 @@ void AppDelegate::reportBug() {
       {});
 }
 
-void AppDelegate::activate(const std::string& status) {
-  buildStatusMenu(status);
-  if (requestActivation) requestActivation();
+std::shared_ptr<ExtensionActivation> AppDelegate::makeActivation() {
+  ExtensionActivation::Callbacks wiring;
+  wiring.buildStatusMenu =
+      weakly(this, [](AppDelegate& self, const std::string& text) { self.buildStatusMenu(text); });
+  wiring.sendDiagnosticReport = weakly(
+      this, [](AppDelegate& self, const auto& kind, const auto& connectionError, const auto& note) {
+        self.diagnostics.sendDiagnosticReport(kind, connectionError, note);
+      });
+  wiring.relaunchApp = weakly(this, [](AppDelegate& self) { self.relaunchApp(); });
+  return std::make_shared<ExtensionActivation>(
+      ExtensionActivation::Dependencies{platform.mainQueue, platform.systemLog, platform.extensions,
+                                        platform.bundle},
+      std::move(wiring));
 }
 
-void AppDelegate::handleDeviceMissing(bool relaunched) {
-  if (relaunched) {
-    hostLog("device still missing after post-activation relaunch — giving up");
-    diagnostics.sendDiagnosticReport(
-        "device-giveup", "virtual camera not visible after activation + relaunch",
-        "CMIO device absent — likely sysext activation failure or cmio daemon wedge");
-    return buildStatusMenu("Virtual camera not found — check System Settings");
-  }
-  hostLog("device missing → requesting activation (relaunch required after approval)");
-  activate("Approve in System Settings, then relaunch");
+void AppDelegate::relaunchApp() {
+  const auto open = [](AppDelegate& self) {
+    self.platform.workspace.openApplication(
+        {{"RC_RELAUNCHED", "1"}},
+        weakly(&self, [](AppDelegate& old, bool) { old.platform.terminate(); }));
+  };
+  relaunch = platform.mainQueue.after(kRelaunchDelay, weakly(this, open));
 }
 
 bool AppDelegate::applicationShouldTerminate() {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "app/ExtensionActivation.h"
 #include "app/Menus.h"
 #include "auth/AccountActions.h"
 #include "faces/FaceActions.h"
@@ -52,6 +53,7 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
     OpenPanel* openPanel;
     std::shared_ptr<AuthManager> auth;
     Workspace& workspace;
+    SystemExtensions& extensions;
     std::function<std::optional<std::string>(const char* name)> environment;
     BundleInformation bundle;
     /// Ends the application if `applicationShouldTerminate` agrees.
@@ -75,9 +77,6 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   [[nodiscard]] AppModel& appModel() { return model; }
   [[nodiscard]] SinkStatistics sinkStatistics() const { return frameProducer->statistics(); }
 
-  /// Asked for when the virtual camera has to be installed or replaced first.
-  std::function<void()> requestActivation;
-
  private:
   [[nodiscard]] bool isSet(const char* variable) const;
   [[nodiscard]] std::shared_ptr<Pipeline> makePipeline();
@@ -93,8 +92,8 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   void buildStatusMenu(const std::string& text) { menus->buildStatusMenu(text); }
   void buildMainWindow();
   void reportBug();
-  void activate(const std::string& status);
-  void handleDeviceMissing(bool relaunched);
+  [[nodiscard]] std::shared_ptr<ExtensionActivation> makeActivation();
+  void relaunchApp();
 
   const Platform platform;
   const ServiceEndpoints endpoints;
@@ -109,7 +108,9 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
   std::shared_ptr<FaceActions> faces;
   std::shared_ptr<SwapControls> controls;
   std::shared_ptr<AccountActions> account;
+  std::shared_ptr<ExtensionActivation> activation;
   std::shared_ptr<Pipeline> pipeline;
+  std::unique_ptr<Timer> relaunch;
 };
 
 }  // namespace quorvex

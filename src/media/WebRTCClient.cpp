@@ -4,14 +4,10 @@
 
 #include "log/HostLog.h"
 #include "media/CaptureFormatChoice.h"
+#include "platform/CoreMediaIO.h"
 #include "platform/Weakly.h"
 
 namespace quorvex {
-namespace {
-
-constexpr const char* kVirtualCameraName = "Quorvex Camera";
-
-}  // namespace
 
 /// Stands between one peer connection and the client: a client that has moved on to another
 /// connection has let go of this one's observer, and hears no more of it.

@@ -13,6 +13,9 @@ namespace quorvex {
 
 using CMIOObjectID = std::uint32_t;
 
+/// What programs list our virtual camera as, and what we know it by.
+constexpr const char* kVirtualCameraName = "Quorvex Camera";
+
 constexpr CMIOObjectID kCMIOObjectSystemObject = 1;
 constexpr OSStatus kCMIOHardwareNotRunningError = 0x73746f70;   // 'stop'
 constexpr OSStatus kCMIOHardwareBadObjectError = 0x216f626a;    // '!obj'

@@ -6,6 +6,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusReply>
 #include <QSysInfo>
+#include <cctype>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -47,7 +48,9 @@ struct Subject {
   [[nodiscard]] Finding problem(const std::string& line) const {
     const auto colon = line.rfind(": ");
     if (colon == std::string::npos) return problem(line, "");
-    return problem(line.substr(0, colon), line.substr(colon + 2));
+    std::string mend = line.substr(colon + 2);
+    if (!mend.empty()) mend[0] = static_cast<char>(std::toupper(mend[0]));
+    return problem(line.substr(0, colon), mend);
   }
 };
 
@@ -182,7 +185,8 @@ Findings trayFindings() {
   const auto bus = QDBusConnection::sessionBus();
   if (bus.isConnected() && bus.interface()->isServiceRegistered("org.kde.StatusNotifierWatcher"))
     return {kTray.ok("there")};
-  return {kTray.note(bus.isConnected() ? "this desktop has none" : "there is no session bus",
+  if (!bus.isConnected()) return {kTray.note("there is no session bus")};
+  return {kTray.note("this desktop has none",
                      "On GNOME switch the extension AppIndicator on; without a tray the window "
                      "minimises instead of closing")};
 }

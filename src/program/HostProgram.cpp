@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 #include "linux/qt/NetworkThread.h"
@@ -12,6 +13,8 @@
 
 namespace quorvex {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int kBadOptions = 2;
 
@@ -38,6 +41,8 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
       ledger(std::make_shared<FrameLedger>()),
       probe(ledger),
       virtualCamera(setup.options, defaults, logAndNote()),
+      extensions(mainQueue, {.begin = [this] { virtualCamera.toldToTry(); },
+                             .doWithout = [this] { virtualCamera.doWithoutVideoDevice(); }}),
       cmio(virtualCamera.outputs(), logAndNote(),
            [this](const CMSampleBuffer& sample) {
              if (sample.imageBuffer)
@@ -93,10 +98,15 @@ AppDelegate::Platform HostProgram::platform() {
           .openPanel = desktop ? &desktop->openPanel : nullptr,
           .auth = auth,
           .workspace = workspace,
+          .extensions = extensions,
           .environment = setup.environment,
           .bundle = {.version = QUORVEX_VERSION,
                      .build = QUORVEX_BUILD,
-                     .operatingSystem = QSysInfo::prettyProductName().toStdString()},
+                     .operatingSystem = QSysInfo::prettyProductName().toStdString(),
+                     .path = fs::path(QCoreApplication::applicationDirPath().toStdString())
+                                 .parent_path()
+                                 .string(),
+                     .extensionsPath = fs::path(kDriverSetupProgram).parent_path().string()},
           .terminate = [this] { terminate(); }};
 }
 

@@ -9,6 +9,7 @@
 #include "app/AppDelegate.h"
 #include "linux/cameras/LatencyProbe.h"
 #include "linux/desktop/DesktopWorkspace.h"
+#include "linux/desktop/DriverActivation.h"
 #include "linux/desktop/JournalSystemLog.h"
 #include "linux/desktop/SecretServiceKeyStore.h"
 #include "linux/images/VipsImageCodec.h"
@@ -103,6 +104,7 @@ class HostProgram {
   std::shared_ptr<FrameLedger> ledger;
   LatencyProbe probe;
   VirtualCameraChoice virtualCamera;
+  DriverActivation extensions;
   VirtualCameraDevices cmio;
   std::unique_ptr<FaultyCoreMediaIO> faultyCmio;  ///< in its place, where faults are asked for
   std::optional<FaultCommands> faultCommands;

@@ -3,13 +3,20 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "linux/driver/LoopbackModule.h"
 #include "linux/vcam/EmbeddedCamera.h"
 #include "linux/vcam/PipeWireCamera.h"
 
 namespace quorvex {
+namespace {
 
-VirtualCameraChoice::VirtualCameraChoice(const Options& options, const Defaults& settings,
-                                         const Log& log) {
+/// The user has declined the video device, or it could not be had.
+constexpr const char* kWithoutVideoDeviceKey = "rc.withoutVideoDevice";
+
+}  // namespace
+
+VirtualCameraChoice::VirtualCameraChoice(const Options& options, Defaults& settings, const Log& log)
+    : defaults(settings) {
   using Kind = Options::VirtualCamera;
   const Kind kind = options.virtualCamera;
   const bool compatible = options.compatibilityFormat || settings.boolean(kCompatibilityFormatKey);
@@ -22,7 +29,7 @@ VirtualCameraChoice::VirtualCameraChoice(const Options& options, const Defaults&
       (content && !loopback->available() && PipeWireCamera::whyNoDaemon()))
     chooseEmbedded(log);
   else if (kind != Kind::v4l2)
-    choosePipeWire();
+    choosePipeWire(!loopback || content || defaults.boolean(kWithoutVideoDeviceKey));
 }
 
 VirtualCameraChoice::~VirtualCameraChoice() {
@@ -36,16 +43,30 @@ void VirtualCameraChoice::chooseV4l2(RawVideoFormat format, const Log& log) {
 }
 
 void VirtualCameraChoice::explainV4l2() {
-  const auto path = V4l2LoopbackDevice::find().value_or("/dev/videoN");
+  const auto camera = LoopbackModule::findCamera();
+  const std::string path = camera ? camera->node : "/dev/videoN";
   explain(loopback->whyUnavailable().value_or("Virtual camera: video device " + path +
                                               "; watch it with: ffplay -f v4l2 -i " + path));
 }
 
-void VirtualCameraChoice::choosePipeWire() {
+void VirtualCameraChoice::doWithoutVideoDevice() {
+  defaults.setBoolean(kWithoutVideoDeviceKey, true);
+  if (pipeWire) pipeWire->setSuffices(true);
+}
+
+void VirtualCameraChoice::toldToTry() {
+  defaults.remove(kWithoutVideoDeviceKey);
+  const auto camera = LoopbackModule::findCamera();
+  if (loopback && camera && !camera->exclusive) loopback->release();
+}
+
+void VirtualCameraChoice::choosePipeWire(bool suffices) {
   explain(PipeWireCamera::whyNoDaemon().value_or(
       "Virtual camera: PipeWire node \"Quorvex Camera\"; watch it with: gst-launch-1.0 pipewiresrc "
       "target-object=quorvex_camera ! videoconvert ! autovideosink"));
-  chosen.push_back(std::make_shared<PipeWireCamera>());
+  pipeWire = std::make_shared<PipeWireCamera>();
+  pipeWire->setSuffices(suffices);
+  chosen.push_back(pipeWire);
 }
 
 void VirtualCameraChoice::chooseEmbedded(const Log& log) {

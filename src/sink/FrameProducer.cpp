@@ -12,7 +12,6 @@ namespace {
 
 constexpr int kSinkWidth = 1280;
 constexpr int kSinkHeight = 720;
-constexpr const char* kDeviceName = "Quorvex Camera";
 constexpr const char* kLogCategory = "frame-producer";
 constexpr int kMissingAfterAttempts = 8;
 constexpr Seconds kRetryInterval{0.5};
@@ -91,7 +90,7 @@ std::optional<CMIOObjectID> FrameProducer::findVirtualDevice() const {
   for (const CMIOObjectID device : devices) {
     std::string name;
     needs.cmio.CMIOObjectGetPropertyData(device, kCMIOObjectPropertyName, &name);
-    if (name == kDeviceName) return device;
+    if (name == kVirtualCameraName) return device;
   }
   hostLog("virtual camera Quorvex Camera NOT found among " + std::to_string(devices.size()) +
           " devices");

@@ -10,6 +10,8 @@ struct BundleInformation {
   std::optional<std::string> version;
   std::optional<std::string> build;
   std::string operatingSystem;  ///< its name and version
+  std::string path;             ///< the folder that it is installed in
+  std::string extensionsPath;   ///< where its extensions are to be found
 };
 
 /// The "mailto" address of an e-mail to support, with the diagnostics that support asks for first.

@@ -98,6 +98,7 @@ class HostTest : public ::testing::Test {
   FakeCrypto crypto;
   FakeListeners listeners;
   FakeWorkspace workspace;
+  FakeExtensions extensions;
   std::shared_ptr<AuthManager> auth = std::make_shared<AuthManager>(AuthManager::Dependencies{
       mainQueue, clock, http, keyStore, crypto, listeners, workspace, "https://web.example"});
   std::map<std::string, std::string> environment;
@@ -119,12 +120,13 @@ class HostTest : public ::testing::Test {
                             &openPanel,
                             auth,
                             workspace,
+                            extensions,
                             [this](const char* name) {
                               const auto found = environment.find(name);
                               return found == environment.end() ? std::nullopt
                                                                 : std::optional(found->second);
                             },
-                            {"1.2", std::nullopt, "Linux 7"},
+                            {"1.2", std::nullopt, "Linux 7", "/usr", "/nowhere"},
                             [this] { windows.hasTerminated = host->applicationShouldTerminate(); }},
       ServiceEndpoints{"https://web.example", "https://api.example", "wss://api.example",
                        "stun.example", "help@web.example"});

@@ -9,6 +9,7 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::IsSupersetOf;
 
 TEST_F(HostTest, goesLiveStepByStepAndLogsTheRoad) {
   launch();
@@ -242,15 +243,66 @@ TEST_F(HostTest, quitsCleanly) {
 
 TEST_F(HostTest, asksForActivationUpFrontOnlyWhenToldToExactly) {
   environment = {{"RC_FORCE_ACTIVATE", "1"}};
-  int activations = 0;
-  host->requestActivation = [&] { ++activations; };
   launch();
   EXPECT_EQ(status(), "Updating extension…");
-  EXPECT_EQ(activations, 1);
+  EXPECT_THAT(extensions.requests, ElementsAre("com.tessaly.quorvexcamera.extension"));
   EXPECT_FALSE(cmio.allowed) << "the sink is not started";
   environment["RC_RELAUNCHED"] = "1";
   launch();
   EXPECT_TRUE(cmio.allowed) << "a relaunched host starts normally";
+}
+
+TEST_F(HostTest, relaunchesAfterEachActivation) {
+  launch();
+  goLive();
+  windows.target.lock()->perform(MenuAction::reinstall);
+  const auto controller = extensions.requester.lock();
+  ASSERT_TRUE(controller);
+  EXPECT_EQ(controller->actionForReplacingExtension(),
+            SystemExtensionRequestDelegate::ReplacementAction::replace);
+  controller->requestNeedsUserApproval();
+  settle();
+  EXPECT_EQ(status(), "Approve in System Settings ›");
+  controller->requestDidFinish(1);
+  settle();
+  EXPECT_EQ(status(), "Installed ✓ — relaunching to start…");
+  EXPECT_THAT(log.lines(), Contains("activation didFinishWithResult=1 (activator is blinded to its "
+                                    "own device — relaunch required)"));
+  wait(1.4);
+  EXPECT_TRUE(workspace.instances.empty());
+  windows.answer = 1;
+  wait(0.2);
+  EXPECT_THAT(workspace.instances,
+              ElementsAre(std::map<std::string, std::string>{{"RC_RELAUNCHED", "1"}}));
+  EXPECT_EQ(windows.alerts.back().messageText, "Quit Quorvex Camera?") << "the session is live";
+  EXPECT_FALSE(windows.hasTerminated);
+}
+
+TEST_F(HostTest, saysWhyAnActivationFailedAndDoesWithout) {
+  cmio.devices.clear();
+  launch();
+  wait(5);
+  extensions.requester.lock()->requestDidFail({"domain", 126, "Nothing doing", "{}"});
+  settle();
+  EXPECT_EQ(status(), "Failed: Nothing doing");
+  EXPECT_EQ(extensions.doneWithout, 1);
+  EXPECT_THAT(log.lines(), Contains("activation didFailWithError domain=domain code=126"));
+  EXPECT_THAT(systemLog.entries,
+              IsSupersetOf({"host: extension activation failed: domain=domain code=126 "
+                            "desc=Nothing doing userInfo={}",
+                            "host: bundlePath=/usr sysExtDir=/nowhere entries=()"}));
+}
+
+TEST_F(HostTest, givesUpOnACameraThatIsMissingAfterARelaunch) {
+  environment = {{"RC_RELAUNCHED", "1"}};
+  cmio.devices.clear();
+  launch();
+  wait(5);
+  EXPECT_EQ(status(), "Virtual camera not found — check System Settings");
+  EXPECT_TRUE(extensions.requests.empty());
+  EXPECT_EQ(extensions.doneWithout, 1);
+  EXPECT_EQ(Json::parse(*http.take("api/diagnostic-report").request.body)["connectionError"],
+            "virtual camera not visible after activation + relaunch");
 }
 
 TEST_F(HostTest, takesOnlyTheExactValueForAForcedActivation) {
@@ -264,6 +316,7 @@ TEST_F(HostTest, reportsAMissingCameraOnceAndConnectsWhenItComes) {
   launch();
   wait(5);
   EXPECT_EQ(status(), "Approve in System Settings, then relaunch");
+  EXPECT_EQ(extensions.requests.size(), 1);
   auto lines = log.lines();
   EXPECT_EQ(std::count(lines.begin(), lines.end(), "connectToSink: attempting…"), 8);
   EXPECT_THAT(lines, Contains("connectToSink: device absent after 8 tries → activation needed"));

@@ -134,6 +134,7 @@ class SteeredHost : public ::testing::Test {
   SystemCrypto crypto;
   QtLoopbackListeners listeners;
   FakeWorkspace workspace;
+  FakeExtensions extensions;
   std::shared_ptr<AuthManager> auth = std::make_shared<AuthManager>(AuthManager::Dependencies{
       mainQueue, clock, http, keyStore, crypto, listeners, workspace, service.bases["web"]});
   ThreadQueue background{"background"};
@@ -157,6 +158,7 @@ class SteeredHost : public ::testing::Test {
           &openPanel,
           auth,
           workspace,
+          extensions,
           [](const char*) { return std::optional<std::string>(); },
           {},
           {}},

@@ -7,6 +7,7 @@
 #include "platform/Crypto.h"
 #include "platform/KeyStore.h"
 #include "platform/LoopbackListener.h"
+#include "platform/SystemExtensions.h"
 #include "platform/Workspace.h"
 
 namespace quorvex {
@@ -56,8 +57,27 @@ class FakeWorkspace : public Workspace {
     opened.push_back(url);
     if (completion) completion(works);
   }
+  void openApplication(std::map<std::string, std::string> environment,
+                       std::function<void(bool)> completion) override {
+    instances.push_back(std::move(environment));
+    completion(works);
+  }
   std::vector<std::string> opened;
+  std::vector<std::map<std::string, std::string>> instances;  ///< their environments
   bool works = true;
+};
+
+class FakeExtensions : public SystemExtensions {
+ public:
+  void submitActivationRequest(const std::string& identifier,
+                               std::weak_ptr<SystemExtensionRequestDelegate> delegate) override {
+    requests.push_back(identifier);
+    requester = std::move(delegate);
+  }
+  void doWithout() override { ++doneWithout; }
+  std::vector<std::string> requests;
+  std::weak_ptr<SystemExtensionRequestDelegate> requester;
+  int doneWithout = 0;
 };
 
 class FakeConnection : public LoopbackConnection {

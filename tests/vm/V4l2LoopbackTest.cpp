@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "linux/driver/LoopbackModule.h"
 #include "linux/vcam/V4l2LoopbackCamera.h"
 #include "support/Eventually.h"
 #include "vcam/TestPictures.h"
@@ -152,7 +153,7 @@ class V4l2LoopbackTest : public ::testing::Test {
 
 TEST_F(V4l2LoopbackTest, isACameraOfOneFormatAsLongAsItIsFed) {
   ASSERT_TRUE(camera->available()) << *camera->whyUnavailable();
-  EXPECT_EQ(V4l2LoopbackDevice::find(), kNode);
+  EXPECT_EQ(LoopbackModule::findCamera().value().node, kNode);
   const Reader reader;
   constexpr auto kBoth = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_OUTPUT;
   EXPECT_EQ(reader.capabilities() & kBoth, V4L2_CAP_VIDEO_CAPTURE);
@@ -218,7 +219,7 @@ TEST_F(V4l2LoopbackTest, letsItsDriverBeLoadedAnewAndGoesOn) {
   camera->release();
   EXPECT_THAT(*camera->whyUnavailable(), HasSubstr("released"));
   ASSERT_EQ(run("rmmod v4l2loopback"), 0);
-  EXPECT_EQ(V4l2LoopbackDevice::find(), std::nullopt);
+  EXPECT_FALSE(LoopbackModule::findCamera());
   ASSERT_EQ(load(), 0);
   ASSERT_TRUE(eventually([&] { return camera->available(); })) << *camera->whyUnavailable();
   const auto running = deliveries();

@@ -17,8 +17,8 @@
 #include <utility>
 
 #include "linux/cameras/CameraError.h"
-#include "linux/cameras/DeviceUsers.h"
-#include "linux/vcam/VirtualCameraOutput.h"
+#include "linux/driver/DeviceUsers.h"
+#include "platform/CoreMediaIO.h"
 
 namespace quorvex {
 namespace {

@@ -11,6 +11,8 @@
 #include <system_error>
 #include <utility>
 
+#include "linux/driver/LoopbackModule.h"
+
 namespace quorvex {
 namespace {
 
@@ -25,8 +27,8 @@ constexpr milliseconds kSeekAtLeast{10000};
 constexpr milliseconds kReleaseFor{10000};
 
 constexpr const char* kNoDevice =
-    "There is no v4l2loopback device named \"Quorvex Camera\": load its driver with sudo modprobe "
-    "v4l2loopback video_nr=42 exclusive_caps=1 max_buffers=4 card_label=\"Quorvex Camera\"";
+    "There is no v4l2loopback device named \"Quorvex Camera\": choose Re-install extension in the "
+    "tray's menu, or run pkexec /usr/libexec/quorvex-camera/setup-driver install";
 
 const char* nameOf(RawVideoFormat format) {
   switch (format) {
@@ -127,14 +129,14 @@ void V4l2LoopbackCamera::letGo() {
 
 void V4l2LoopbackCamera::seek() {
   released = false;
-  const auto found = V4l2LoopbackDevice::find();
+  const auto found = LoopbackModule::findCamera();
   if (!found) {
     lose(kNoDevice, false);
     if (nodes.descriptor() >= 0) seekAgain = steady_clock::now() + kSeekAtLeast;
     return;
   }
   V4l2LoopbackDevice::Obstacle problem;
-  path = *found;
+  path = found->node;
   device = V4l2LoopbackDevice::open(path, wanted, *latest.get(), &problem);
   if (!device) return lose(problem.text, problem.fedByAnother);
   shown = steady_clock::now();

@@ -7,12 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <system_error>
 #include <utility>
 
 #include "linux/vcam/VirtualCameraOutput.h"
@@ -22,8 +17,6 @@ namespace {
 
 /// The driver's own, of the number of readers: v4l2loopback.h, which is not installed with it.
 constexpr std::uint32_t kReadersChanged = V4L2_EVENT_PRIVATE_START + 0x08E00000 + 1;
-
-constexpr const char* kDriver = "v4l2 loopback";
 
 struct FourCc {
   RawVideoFormat format;
@@ -81,45 +74,7 @@ UniqueFd openNode(const std::string& path) {
   return UniqueFd(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
 }
 
-/// The nodes with the virtual camera's label, by number. The kernel shows the labels without the
-/// devices being opened, which may wake a webcam up.
-std::map<int, std::string> labelledNodes() {
-  constexpr std::string_view kPrefix = "video";
-  std::map<int, std::string> byNumber;
-  std::error_code error;
-  for (std::filesystem::directory_iterator entry("/sys/class/video4linux", error), end;
-       !error && entry != end; entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
-    int number = 0;
-    const char* last = name.data() + name.size();
-    if (!name.starts_with(kPrefix) ||
-        std::from_chars(name.data() + kPrefix.size(), last, number).ptr != last)
-      continue;
-    std::string label;
-    std::getline(std::ifstream(entry->path() / "name"), label);
-    if (label == kVirtualCameraName) byNumber[number] = "/dev/" + name;
-  }
-  return byNumber;
-}
-
-bool isLoopback(const v4l2_capability& capability) {
-  return std::strcmp(reinterpret_cast<const char*>(capability.driver), kDriver) == 0 &&
-         std::strcmp(reinterpret_cast<const char*>(capability.card), kVirtualCameraName) == 0;
-}
-
 }  // namespace
-
-std::optional<std::string> V4l2LoopbackDevice::find() {
-  for (const auto& [number, path] : labelledNodes()) {
-    const UniqueFd node = openNode(path);
-    v4l2_capability capability{};
-    // One that cannot be looked at is there all the same; feeding it will tell what is in the way.
-    const bool gone = !node && (errno == ENOENT || errno == ENODEV || errno == ENXIO);
-    if (!node ? !gone : control(node.get(), VIDIOC_QUERYCAP, &capability) && isLoopback(capability))
-      return path;
-  }
-  return std::nullopt;
-}
 
 std::unique_ptr<V4l2LoopbackDevice> V4l2LoopbackDevice::open(const std::string& path,
                                                              RawVideoFormat wanted,

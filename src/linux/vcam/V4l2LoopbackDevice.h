@@ -15,7 +15,7 @@ namespace quorvex {
 /// A v4l2loopback device that we feed, from its making to its end: programs see a webcam as long.
 /// Pictures go through buffers that are shared with the driver, one after the other, and are never
 /// written to the node: drivers from 0.14 on refuse the mixture, and older ones may need to be
-/// loaded anew after it. Bound to one thread, but for `find`.
+/// loaded anew after it. Bound to one thread.
 class V4l2LoopbackDevice {
  public:
   /// What keeps a device from being fed.
@@ -23,10 +23,6 @@ class V4l2LoopbackDevice {
     std::string text;           ///< one line for a person, with the mend
     bool fedByAnother = false;  ///< programs see the camera, with the pictures of another program
   };
-
-  /// The node of the v4l2loopback device that is labelled as the virtual camera; none when there is
-  /// none. Opens no other device. Thread-safe.
-  [[nodiscard]] static std::optional<std::string> find();
 
   /// Begins to feed the device at `path`: fixes its format and makes it a camera. While another
   /// program has it open the format stays what it was, see `format`. Null when that fails.

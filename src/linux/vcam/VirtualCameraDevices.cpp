@@ -49,8 +49,10 @@ void VirtualCameraDevices::reviewOutputs() {
     bool visible = false;
     for (std::size_t i = 0; i < outputs.size(); ++i) {
       const auto obstacle = outputs[i]->whyUnavailable();
-      writable = writable || !obstacle;
-      visible = visible || !obstacle || outputs[i]->fedByAnother();
+      if (outputs[i]->suffices()) {
+        writable = writable || !obstacle;
+        visible = visible || !obstacle || outputs[i]->fedByAnother();
+      }
       if (wereAvailable[i] == !obstacle) continue;
       wereAvailable[i] = !obstacle;
       lines.push_back("virtual camera: " + outputs[i]->name() +

@@ -30,7 +30,14 @@ void VirtualCameraOutput::setObstacle(std::optional<std::string> why, bool isFed
     obstacle = std::move(why);
     anotherFeeds = isFedByAnother;
   }
-  if (!differs) return;
+  if (differs) tellOfChange();
+}
+
+void VirtualCameraOutput::setSuffices(bool onItsOwn) {
+  if (sufficient.exchange(onItsOwn) != onItsOwn) tellOfChange();
+}
+
+void VirtualCameraOutput::tellOfChange() {
   std::lock_guard hold(calling);
   if (changed) changed();
 }

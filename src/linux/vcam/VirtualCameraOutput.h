@@ -1,18 +1,19 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 
-#include "platform/CoreMedia.h"
+#include "platform/CoreMediaIO.h"
 
 namespace quorvex {
 
-/// What programs pick the camera by, and what it shows, whichever way it leaves the host: 420v
-/// pictures of this size.
-constexpr const char* kVirtualCameraName = "Quorvex Camera";
+/// What PipeWire's programs know the camera by.
 constexpr const char* kPipeWireNodeName = "quorvex_camera";
+
+/// What the camera shows, whichever way it leaves the host: 420v pictures of this size.
 constexpr int kVirtualCameraWidth = 1280;
 constexpr int kVirtualCameraHeight = 720;
 constexpr int kVirtualCameraFrameRate = 30;
@@ -41,12 +42,17 @@ class VirtualCameraOutput {
   /// another program feeds it. False while available.
   [[nodiscard]] bool fedByAnother() const;
 
+  /// Whether it makes the camera on its own, as outputs do unless told otherwise; else it is fed
+  /// beside one that does.
+  [[nodiscard]] bool suffices() const { return sufficient; }
+  void setSuffices(bool onItsOwn);
+
   /// One line for a person: what keeps it from taking pictures, and the mend. None while available.
   [[nodiscard]] std::optional<std::string> whyUnavailable() const;
 
-  /// `changed` is called, on any thread, whenever `available` or `fedByAnother` has come to answer
-  /// differently. It must not call back here. An empty one ends it: on return no call is running or
-  /// will come.
+  /// `changed` is called, on any thread, whenever `available`, `fedByAnother` or `suffices` has
+  /// come to answer differently. It must not call back here. An empty one ends it: on return no
+  /// call is running or will come.
   void onAvailabilityChanged(std::function<void()> changed);
 
  protected:
@@ -57,7 +63,9 @@ class VirtualCameraOutput {
 
  private:
   void setObstacle(std::optional<std::string> why, bool isFedByAnother);
+  void tellOfChange();
 
+  std::atomic<bool> sufficient{true};
   mutable std::mutex mutex;
   std::optional<std::string> obstacle = "It is starting; try again in a moment";  // by mutex
   bool anotherFeeds = false;                                                      // by mutex

@@ -1,4 +1,4 @@
-#include "linux/cameras/DeviceUsers.h"
+#include "linux/driver/DeviceUsers.h"
 
 #include <unistd.h>
 
