@@ -4,7 +4,7 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusReply>
+#include <QDBusMessage>
 #include <QSysInfo>
 #include <cctype>
 #include <cerrno>
@@ -13,9 +13,10 @@
 #include <future>
 #include <nlohmann/json.hpp>
 
-#include "linux/cameras/DeviceUsers.h"
 #include "linux/cameras/V4l2Camera.h"
 #include "linux/desktop/SecretServiceKeyStore.h"
+#include "linux/driver/DeviceUsers.h"
+#include "linux/driver/DriverSetup.h"
 #include "linux/qt/QtHttpClient.h"
 #include "linux/vcam/PipeWireGraph.h"
 #include "log/HostLog.h"
@@ -25,8 +26,7 @@ namespace {
 
 constexpr Seconds kServicePatience{5};
 constexpr std::chrono::seconds kPipeWirePatience{2};
-
-constexpr const char* kReinstall = "Choose Re-install extension in the tray or window menu";
+constexpr int kSecretServicePatienceMs = 2000;
 
 using Findings = std::vector<Finding>;
 
@@ -44,13 +44,13 @@ struct Subject {
   [[nodiscard]] Finding problem(std::string text, std::string mend) const {
     return {name, title, Finding::State::problem, std::move(text), std::move(mend)};
   }
-  /// Of a line that reads "what is wrong: its mend".
-  [[nodiscard]] Finding problem(const std::string& line) const {
-    const auto colon = line.rfind(": ");
-    if (colon == std::string::npos) return problem(line, "");
-    std::string mend = line.substr(colon + 2);
+  /// Of a line that reads "what is wrong: its mend", or has another separator there.
+  [[nodiscard]] Finding problemOf(const std::string& line, const std::string& separator) const {
+    const auto end = line.rfind(separator);
+    if (end == std::string::npos) return problem(line, "");
+    std::string mend = line.substr(end + separator.size());
     if (!mend.empty()) mend[0] = static_cast<char>(std::toupper(mend[0]));
-    return problem(line.substr(0, colon), mend);
+    return problem(line.substr(0, end), mend);
   }
 };
 
@@ -92,21 +92,26 @@ Findings webcamFindings() {
     findings.push_back(kWebcam.ok(camera.name + ", " + camera.uniqueID +
                                   (users.empty() ? "" : ", open in " + users)));
   }
-  for (const auto& obstacle : obstacles) findings.push_back(kWebcam.problem(obstacle));
+  for (const auto& obstacle : obstacles) findings.push_back(kWebcam.problemOf(obstacle, ": "));
   if (findings.empty())
     findings = {kWebcam.problem("none is there",
                                 "Plug one in, or try it out with quorvex-camera --camera pattern")};
   return findings;
 }
 
+/// What the program can do about it by itself.
+std::string reinstall() {
+  return std::string("Choose Re-install extension in the tray or window menu, or run: pkexec ") +
+         kDriverSetupProgram + " install";
+}
+
 std::string optionsOf(const LoopbackModule& module) {
   std::vector<std::string> parts;
-  for (const auto& device : module.devices)
-    parts.push_back(device.node + " \"" + device.label + "\" " +
-                    (device.exclusive ? "with" : "without") + " exclusive_caps");
-  std::string buffers;
-  if (std::ifstream("/sys/module/v4l2loopback/parameters/max_buffers") >> buffers)
-    parts.push_back("max_buffers=" + buffers);
+  for (const char* name : {"exclusive_caps", "max_buffers"}) {
+    std::string value;
+    if (std::ifstream(std::string("/sys/module/v4l2loopback/parameters/") + name) >> value)
+      parts.push_back(std::string(name) + "=" + value);
+  }
   for (const auto& other : module.otherOptions)
     parts.push_back(other.file.string() + " has options for it" +
                     (other.label.empty() ? "" : " (\"" + other.label + "\")"));
@@ -125,8 +130,8 @@ Finding driverFinding(const LoopbackModule& module) {
   if (module.loaded)
     return kDriver.ok("v4l2loopback " + module.version + " is loaded" + optionsOf(module));
   if (const std::string obstacle = module.obstacle(); !obstacle.empty())
-    return kDriver.problem(obstacle, "");
-  return kDriver.problem("v4l2loopback is installed but not loaded", kReinstall);
+    return kDriver.problemOf(obstacle, "; ");
+  return kDriver.problem("v4l2loopback is installed but not loaded", reinstall());
 }
 
 Findings deviceFindings(const LoopbackModule::Device& device) {
@@ -140,7 +145,7 @@ Findings deviceFindings(const LoopbackModule::Device& device) {
     findings.push_back(kListing.ok("programs list it while Quorvex Camera runs"));
   else
     findings.push_back(kListing.problem(
-        "browsers and others leave it out, as it has no exclusive_caps", kReinstall));
+        "browsers and others leave it out, as it has no exclusive_caps", reinstall()));
   const std::string users = programsUsing(device.node);
   findings.push_back(kUsers.note(users.empty() ? "no program that this user may see has it open"
                                                : "open in " + users));
@@ -150,7 +155,7 @@ Findings deviceFindings(const LoopbackModule::Device& device) {
 Findings pipeWireFindings() {
   std::string obstacle;
   const auto graph = PipeWireGraph::ask(kPipeWirePatience, &obstacle);
-  if (!graph) return {kPipeWire.problem(obstacle)};
+  if (!graph) return {kPipeWire.problemOf(obstacle, ": ")};
   if (!graph->sessionManager)
     return {kPipeWire.problem("it runs without a session manager, so that programs get no camera",
                               "systemctl --user start wireplumber")};
@@ -163,22 +168,39 @@ Findings pipeWireFindings() {
                                               : "read by " + joined(graph->readers, ", ")))};
 }
 
+/// Why secrets can be neither had nor kept.
+Finding keyStoreMissing(const char* consequence) {
+  auto bus = QDBusConnection::sessionBus();
+  const QString name = "org.freedesktop.secrets";
+  if (!bus.isConnected() || !bus.interface()->isServiceRegistered(name))
+    return kKeyStore.note("no Secret Service runs",
+                          std::string("Start GNOME Keyring, KWallet or KeePassXC") + consequence);
+  auto question = QDBusMessage::createMethodCall(name, "/org/freedesktop/secrets",
+                                                 "org.freedesktop.Secret.Service", "ReadAlias");
+  question << QString("default");
+  if (bus.call(question, QDBus::Block, kSecretServicePatienceMs).type() ==
+      QDBusMessage::ReplyMessage)
+    return kKeyStore.note(
+        "the Secret Service has no default keyring",
+        std::string("Make one named Login in Passwords and Keys (seahorse)") + consequence);
+  return kKeyStore.problem("the Secret Service does not answer",
+                           std::string("Restart it, or log in again") + consequence);
+}
+
 Findings keyStoreFindings() {
-  const char* const kLasting = "; until then a sign-in lasts until the program ends";
+  constexpr const char* kConsequence = "; before that a sign-in ends with the program";
   SecretServiceKeyStore store("doctor", [](std::string_view) {});
   std::string nothing;
-  const OSStatus status = store.SecItemCopyMatching("doctor", &nothing);
-  if (status == kNoError || status == errSecItemNotFound)
-    return {kKeyStore.ok("the Secret Service answers")};
-  if (status == errSecInteractionNotAllowed)
-    return {kKeyStore.note("the Secret Service is locked",
-                           std::string("Unlock the login keyring") + kLasting)};
-  const auto bus = QDBusConnection::sessionBus();
-  if (!bus.isConnected() || !bus.interface()->isServiceRegistered("org.freedesktop.secrets"))
-    return {kKeyStore.note("no Secret Service runs",
-                           std::string("Start GNOME Keyring, KWallet or KeePassXC") + kLasting)};
-  return {kKeyStore.problem("the Secret Service does not answer",
-                            std::string("Restart it, or log in again") + kLasting)};
+  switch (store.SecItemCopyMatching("doctor", &nothing)) {
+    case kNoError:
+    case errSecItemNotFound:
+      return {kKeyStore.ok("the Secret Service answers")};
+    case errSecInteractionNotAllowed:
+      return {kKeyStore.note("the Secret Service is locked",
+                             std::string("Unlock the login keyring") + kConsequence)};
+    default:
+      return {keyStoreMissing(kConsequence)};
+  }
 }
 
 Findings trayFindings() {
@@ -272,7 +294,7 @@ Findings driverFindings(const LoopbackModule& module) {
     for (auto& finding : deviceFindings(*device)) findings.push_back(std::move(finding));
   } else {
     findings.push_back(
-        kCamera.problem("the driver has no device named \"Quorvex Camera\"", kReinstall));
+        kCamera.problem("the driver has no device named \"Quorvex Camera\"", reinstall()));
   }
   return findings;
 }

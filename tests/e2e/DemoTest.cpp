@@ -164,6 +164,10 @@ TEST(Host, refusesBadOptionsInOneClearLine) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
       {{"--bogus"}, "bogus"},
       {{"extra"}, "extra"},
+      {{"doctor", "extra"}, "doctor extra"},
+      {{"doctor", "--demo"}, "--demo"},
+      {{"doctor", "--api-base", "http://api.example"}, "https://"},
+      {{"--json"}, "--json"},
       {{"--seconds", "soon"}, "--seconds soon"},
       {{"--camera", "webcam"}, "--camera webcam"},
       {{"--camera", "y4m:" + noClip}, noClip},

@@ -1,0 +1,68 @@
+// `quorvex-camera doctor` as a person runs it, on whatever machine this is.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <map>
+
+#include "e2e/HostRun.h"
+#include "e2e/ServiceRun.h"
+#include "support/PrivatePipeWire.h"
+
+namespace quorvex::test {
+namespace {
+
+using ::testing::HasSubstr;
+using Environment = std::vector<std::string>;
+
+/// A bus that nobody listens on, so that no key store is started.
+const std::string kNoBus = "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent";
+
+std::map<std::string, std::string> statesIn(const std::string& json) {
+  std::map<std::string, std::string> states;
+  const auto findings = nlohmann::json::parse(json, nullptr, false);
+  for (const auto& finding : findings) states[finding.value("check", "")] = finding["state"];
+  return states;
+}
+
+TEST(Doctor, findsTheWayOpenWithAWebcamPipeWireAndTheService) {
+  const PrivatePipeWire pipeWire;
+  const ServiceRun service;
+  auto options = service.hostOptions();
+  options.insert(options.begin(), {"doctor", "--json"});
+  Environment environment = pipeWire.environment();
+  environment.insert(environment.begin(), kNoBus);
+  std::map<std::string, std::string> states;
+  std::optional<int> code;
+  ASSERT_TRUE(eventually([&] {  // until the session manager is there
+    HostRun host(options, environment);
+    code = host.process->exitCode();
+    states = statesIn(host.printed());
+    return states["pipewire"] == "ok";
+  }));
+  EXPECT_EQ(states["pipewire-camera"], "note");
+  EXPECT_EQ(states["service-web"], "ok");
+  EXPECT_EQ(states["service-api"], "ok");
+  EXPECT_EQ(states["key-store"], "note");
+  EXPECT_EQ(code, states["webcam"] == "ok" ? 0 : 1);
+}
+
+TEST(Doctor, namesWhatIsClosedAndWhichSettingsAreBroken) {
+  const TemporaryFolder folder;
+  const std::string saved = folder / "quorvex-camera/settings.json", conf = folder / "my.conf";
+  std::filesystem::create_directories(folder / "quorvex-camera");
+  std::ofstream(saved) << "{\"rc.enhance\": tr";
+  std::ofstream(conf) << "api_bse = https://x.example\n";
+  HostRun host({"doctor", "--config", conf}, {kNoBus, "PIPEWIRE_REMOTE=/nonexistent"},
+               {"env", "XDG_CONFIG_HOME=" + (folder / "")});
+  EXPECT_EQ(host.process->exitCode(), 1);
+  for (const std::string& line :
+       {std::string("✗ PipeWire         PipeWire does not answer at /nonexistent"),
+        std::string("✗ Service, web     not asked, as the settings cannot be used\n"),
+        "✗ User settings    " + conf + ": there is no setting \"api_bse\"",
+        "✗ Saved settings   " + saved + " is damaged\n"})
+    EXPECT_THAT(host.printed(), HasSubstr(line));
+  EXPECT_TRUE(std::filesystem::exists(saved)) << "nothing is changed by looking";
+}
+
+}  // namespace
+}  // namespace quorvex::test
