@@ -52,7 +52,7 @@ class SteeredHost : public ::testing::Test {
     ASSERT_TRUE(shows(kLive));
     // Pictures come last of all: no news of this connection is on its way any more, which would
     // start the count of restarts anew in the midst of a test.
-    ASSERT_TRUE(comes([&] { return picture() != nullptr; }));
+    ASSERT_TRUE(comes([&] { return static_cast<bool>(picture()); }));
   }
   ~SteeredHost() override {
     host->applicationWillTerminate();

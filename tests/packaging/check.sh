@@ -14,6 +14,10 @@ cd "$work/usr"
 desktop-file-validate share/applications/*.desktop
 appstreamcli validate --no-net share/metainfo/*.xml
 
+program=$(sed -n 's|.*exec.path">/usr/\(.*\)</annotate>|\1|p' share/polkit-1/actions/*.policy)
+[ "$("$program" 2>&1)" = "Usage: /usr/$program install|remove" ] ||
+  fail "polkit lets $program run as root, which is not there or takes itself for another"
+
 for program in bin/*; do
   page=share/man/man1/$(basename "$program").1.gz
   warnings=$(MANROFFSEQ='' man --warnings -l -Tutf8 -Z "$page" 2>&1 >"$work/page")
