@@ -48,12 +48,13 @@ TEST(Doctor, findsTheWayOpenWithAWebcamPipeWireAndTheService) {
 
 TEST(Doctor, namesWhatIsClosedAndWhichSettingsAreBroken) {
   const TemporaryFolder folder;
-  const std::string saved = folder / "quorvex-camera/settings.json", conf = folder / "my.conf";
-  std::filesystem::create_directories(folder / "quorvex-camera");
+  const std::string saved = folder / "config/quorvex-camera/settings.json",
+                    conf = folder / "my.conf";
+  std::filesystem::create_directories(folder / "config/quorvex-camera");
   std::ofstream(saved) << "{\"rc.enhance\": tr";
   std::ofstream(conf) << "api_bse = https://x.example\n";
   HostRun host({"doctor", "--config", conf}, {kNoBus, "PIPEWIRE_REMOTE=/nonexistent"},
-               {"env", "XDG_CONFIG_HOME=" + (folder / "")});
+               {"env", "XDG_CONFIG_HOME=" + (folder / "config")});
   EXPECT_EQ(host.process->exitCode(), 1);
   for (const std::string& line :
        {std::string("✗ PipeWire         PipeWire does not answer at /nonexistent"),
