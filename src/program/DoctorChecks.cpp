@@ -272,7 +272,7 @@ Findings serviceFindings(const DoctorsView& view, const Subject& subject,
     return {subject.problem("no service is set", "Give web_base, api_base and socket_base in " +
                                                      view.settings.userFile +
                                                      ", or try it out with quorvex-camera --demo")};
-  const HttpResult result = fetch(view, url + "/");
+  const HttpResult result = fetch(view, url + (url.ends_with('/') ? "" : "/"));
   if (result.error && (result.error->find("SSL") != std::string::npos ||
                        result.error->find("TLS") != std::string::npos))
     return {subject.problem(*result.error,

@@ -111,7 +111,7 @@ TEST(Doctor, knowsTheStatesOfTheDriver) {
        "ok programs list it while Quorvex Camera runs"}};
   for (const auto& [module, driver, camera, listing] : kCases) {
     const auto findings = driverFindings(module);
-    EXPECT_EQ(told(findings, "v4l2-driver"), driver);
+    EXPECT_THAT(told(findings, "v4l2-driver"), testing::StartsWith(driver));
     EXPECT_EQ(told(findings, "v4l2-camera"), camera);
     EXPECT_EQ(told(findings, "v4l2-listing"), listing);
   }
