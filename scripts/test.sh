@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Everything that has to hold: format, layers, lint, all tests, the unit tests again under
 # AddressSanitizer and UndefinedBehaviorSanitizer, and those of the host's core under
-# ThreadSanitizer. With --vm also the host against the real kernel drivers, in a virtual machine.
+# ThreadSanitizer. With --vm also the host against the real kernel drivers, in a virtual
+# machine, and the package in a Debian that holds nothing else.
 # Installs what is missing first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -45,6 +46,10 @@ for tests in core_tests threads_tests; do build/tsan/bin/$tests --gtest_brief=1;
 if [ "${1:-}" = --vm ]; then
   step "Virtual machine with vivid and v4l2loopback"
   tests/vm/run.sh
+
+  step "The package in a new Debian"
+  cmake --build --preset release --target deb >/dev/null
+  $([ "$(id -u)" -eq 0 ] || echo sudo) tests/packaging/clean-root.sh build/release/package/*.deb
 fi
 
 step "All is well"

@@ -101,7 +101,7 @@ Findings webcamFindings() {
 
 /// What the program can do about it by itself.
 std::string reinstall() {
-  return std::string("Choose Re-install extension in the tray or window menu, or run: pkexec ") +
+  return std::string("Choose Re-install extension in the tray's menu, or run: pkexec ") +
          kDriverSetupProgram + " install";
 }
 
@@ -128,7 +128,9 @@ Finding kernelFinding(const LoopbackModule& module) {
 
 Finding driverFinding(const LoopbackModule& module) {
   if (module.loaded)
-    return kDriver.ok("v4l2loopback " + module.version + " is loaded" + optionsOf(module));
+    // Drivers before 0.13 do not tell their version.
+    return kDriver.ok("v4l2loopback" + (module.version.empty() ? "" : " " + module.version) +
+                      " is loaded" + optionsOf(module));
   if (const std::string obstacle = module.obstacle(); !obstacle.empty())
     return kDriver.problemOf(obstacle, "; ");
   return kDriver.problem("v4l2loopback is installed but not loaded", reinstall());

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the package given into a new Debian 12 folder that holds nothing else, and runs there what
-# it brings, as a plain user: the demo, its window, and the start through D-Bus. Needs root and a mirror.
+# it brings, as a plain user: the demo, its window, the start through D-Bus, and what asks for root.
+# Needs root and a mirror.
 set -euo pipefail
 package=$(realpath "${1:?give the .deb}")
 # Mounts and processes of the folder end with this script.
@@ -26,7 +27,7 @@ in_root useradd --create-home user
 step "Install $(basename "$package")"
 cp "$package" "$root/tmp/"
 in_root apt-get install -yq --no-install-recommends "/tmp/$(basename "$package")" dbus-daemon \
-  libglib2.0-bin | tail -3
+  kmod libglib2.0-bin pkexec | tail -3
 in_root dpkg --verify quorvex-camera
 
 step "quorvex-camera --version"
@@ -45,6 +46,31 @@ if grep -E 'qrc:|is not installed' "$root/window.log"; then exit 1; fi
 step "Start through D-Bus"
 as_user dbus-run-session -- gdbus call --session --dest com.tessaly.quorvexcamera \
   --object-path /com/tessaly/quorvexcamera --method org.freedesktop.Application.Activate '{}'
+
+step "What asks for root"
+mkdir -p "$root/run/dbus"
+in_root dbus-daemon --system --fork
+in_root /usr/lib/polkit-1/polkitd --no-debug >/dev/null 2>&1 &
+# setup CODE TEXT: how pkexec ends for the user, and what is said.
+setup() {
+  local code=0
+  as_user pkexec /usr/libexec/quorvex-camera/setup-driver install >"$root/said" 2>&1 || code=$?
+  cat "$root/said"
+  [ $code = "$1" ] && grep -qF "$2" "$root/said"
+}
+for try in $(seq 50); do in_root gdbus introspect --system --dest org.freedesktop.PolicyKit1 \
+  --object-path /org/freedesktop/PolicyKit1/Authority >/dev/null 2>&1 && break; sleep 0.2; done
+setup 127 "Not authorized"
+cat >"$root/etc/polkit-1/rules.d/10-user.rules" <<'END_OF_RULE'
+polkit.addRule(function(action, subject) {
+  if (action.id == "com.tessaly.quorvexcamera.setup-driver" && subject.user == "user") return "yes";
+});
+END_OF_RULE
+sleep 1 # until polkitd has seen the rule
+setup 1 "v4l2loopback, the driver behind the camera, is not installed; run: sudo apt install v4l2loopback-dkms"
+as_user quorvex-camera --headless --camera pattern --seconds 8 | tee "$root/said" || true
+grep -F "Approve in System Settings ›" "$root/said"
+grep -F "Failed: v4l2loopback, the driver behind the camera, is not installed" "$root/said"
 
 step "Remove"
 in_root apt-get purge -yq quorvex-camera | tail -2

@@ -11,6 +11,17 @@ service=http://127.0.0.1:8899
 export LOAD_V4L2LOOPBACK="insmod /tmp/guest/v4l2loopback.ko devices=1 video_nr=42 exclusive_caps=1 \
 max_buffers=4 'card_label=\"Quorvex Camera\"'"
 
+setup=/usr/libexec/quorvex-camera/setup-driver
+# doctor CODE PATTERN: what the host says of the machine, and whether it comes to this.
+doctor() {
+  local code=0
+  bin/quorvex-camera doctor --web-base $service --api-base $service --socket-base ${service/http/ws} \
+    >/tmp/doctor || code=$?
+  cat /tmp/doctor
+  [ $code = "$1" ] || fail "doctor ends with $code instead of $1"
+  grep -qE "$2" /tmp/doctor || fail "doctor does not say: $2"
+}
+
 step() { echo "== $* ($(cut -d. -f1 /proc/uptime) s)"; }
 exec 3>&1
 fail() {
@@ -187,6 +198,75 @@ within 60 "the device is not fed" logged "virtual camera: v4l2loopback is availa
 frames 5
 stop_host
 camera=/dev/video42
+rmmod v4l2loopback
+sh -c "$LOAD_V4L2LOOPBACK"
+
+step "The camera is set up: the driver is not installed"
+rmmod v4l2loopback
+install -D bin/setup-driver $setup
+: >$log
+bin/quorvex-camera --headless --seconds 15 >/tmp/host.out 2>&1 || true
+cat /tmp/host.out
+logged "activation didFailWithError domain=com.tessaly.quorvexcamera.driver code=1" || fail "no failure"
+grep -q "Failed: v4l2loopback, the driver behind the camera, is not installed; run: sudo apt install" /tmp/host.out ||
+  fail "nobody is told"
+doctor 1 "✗ V4L2 driver .*is not installed"
+
+step "The camera is set up: installed, loaded, relaunched"
+modules=/lib/modules/$(uname -r)
+mkdir -p $modules/updates/dkms
+cp modules/*.ko $modules
+cp v4l2loopback.ko $modules/updates/dkms
+depmod 2>/dev/null
+start_relaunching() {
+  : >$log
+  nice timeout 120 env "$@" bin/quorvex-camera --headless --camera pattern --web-base $service --api-base $service \
+    --socket-base ${service/http/ws} >/tmp/host.out 2>&1 &
+  wait $! || fail "the first instance ended with exit code $?"
+  logged "activation didFinishWithResult=0 (activator is blinded to its own device — relaunch required)" ||
+    fail "the driver was not set up"
+  within 60 "the second instance does not feed the camera" logged "sink connected; ready for swapped frames"
+  host=$(pgrep -x quorvex-camera)
+  tr '\0' '\n' </proc/$host/environ | grep ^RC_
+}
+end_relaunched() {
+  kill -INT "$host"
+  within 60 "the second instance does not end" eval '! kill -0 $host'
+}
+start_relaunching HOME=$HOME
+grep . /etc/modprobe.d/quorvex-camera.conf /etc/modules-load.d/quorvex-camera.conf
+v4l2-ctl --list-devices
+frames 5
+v4l2-ctl -d $camera --info | grep -A2 "Device Caps"
+grep -E "activation|lifecycle|device missing" $log | cut -d' ' -f2-
+doctor 0 "✓ V4L2 listing "
+
+step "The camera is set up: a driver with other options is replaced under the running host"
+end_relaunched
+rmmod v4l2loopback
+insmod v4l2loopback.ko video_nr=42 'card_label="Quorvex Camera"'
+: >$log
+nice bin/quorvex-camera --headless --camera pattern --virtual-camera v4l2 >/dev/null 2>&1 &
+host=$!
+within 60 "the device is not fed" logged "virtual camera: v4l2loopback is available"
+doctor 0 "✗ V4L2 listing .*exclusive_caps"
+refusal=$($setup install 2>&1) && fail "a driver that is in use is replaced"
+echo "$refusal"
+[[ $refusal == "v4l2loopback is in use with other options (quorvex-camera, process $host); close the "* ]] ||
+  fail "the refusal says something else"
+kill -INT $host
+wait $host || true
+start_relaunching RC_FORCE_ACTIVATE=1
+frames 5
+v4l2-ctl -d $camera --info | grep -A2 "Device Caps"
+end_relaunched
+
+step "The camera is set up: undone"
+$setup remove
+find /etc -name "quorvex-camera.conf"
+rmmod v4l2loopback
+modprobe v4l2loopback
+v4l2-ctl --list-devices
 rmmod v4l2loopback
 sh -c "$LOAD_V4L2LOOPBACK"
 

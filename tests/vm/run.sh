@@ -2,7 +2,7 @@
 # Runs the host against the real kernel drivers, in a virtual machine that needs neither KVM nor root:
 #   tests/vm/run.sh [BUILD]        (build/release; work is done in build/vm)
 # Debian's kernel, its test webcam (vivid) and v4l2loopback built from Debian's source; everything
-# else is this machine's own, read-only. What is tried is in guest.sh. Prints all of it and fails when
+# else is this machine's own, below a layer that takes what is written. What is tried is in guest.sh. Prints all of it and fails when
 # anything does. Kernel and driver are fetched once, with apt-get.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -15,7 +15,7 @@ die() { echo "tests/vm/run.sh: $*" >&2; exit 1; }
 for tool in qemu-system-x86_64 busybox cpio modprobe make gcc v4l2-ctl ffmpeg socat; do
   command -v $tool >/dev/null || die "$tool is missing: scripts/install-packages.sh run test"
 done
-programs="quorvex-camera quorvex-service camera_vm_tests vcam_vm_tests"
+programs="quorvex-camera quorvex-service setup-driver camera_vm_tests vcam_vm_tests"
 for program in $programs; do
   [ -x "$build/bin/$program" ] || die "$build/bin/$program is missing: build it first"
 done
@@ -72,17 +72,20 @@ cp ../../tests/vm/guest.sh kernel/usr/src/v4l2loopback-*/v4l2loopback.ko guest/
 modules guest/modules vivid >guest/modules.list
 
 cp "$(command -v busybox)" initramfs/bin/busybox
-modules initramfs/modules virtio_pci 9pnet_virtio 9p >initramfs/modules.list
+modules initramfs/modules virtio_pci 9pnet_virtio 9p overlay >initramfs/modules.list
 cat >initramfs/init <<'END_OF_INIT'
 #!/bin/busybox sh
 /bin/busybox --install -s /bin
-mkdir -p /proc /sys /dev /root
+mkdir -p /proc /sys /dev /root /machine /written
 mount -t proc proc /proc
 mount -t sysfs sys /sys
 mount -t devtmpfs dev /dev
 while read -r module; do insmod "/modules/$module"; done </modules.list
 share() { mount -t 9p -o trans=virtio,version=9p2000.L,ro,cache=loose,msize=262144 "$1" "$2"; }
-share machine /root
+share machine /machine
+mount -t tmpfs written /written
+mkdir /written/files /written/work
+mount -t overlay root -o lowerdir=/machine,upperdir=/written/files,workdir=/written/work /root
 mount -t tmpfs tmp /root/tmp
 mount -t tmpfs run /root/run
 mkdir /root/tmp/guest
@@ -102,5 +105,5 @@ timeout 1200 qemu-system-x86_64 -accel tcg,thread=multi -cpu max -m 3072 -smp 2 
   -display none -vga none -nic none -monitor none -serial stdio -kernel "kernel/boot/vmlinuz-$release" -initrd initramfs.gz \
   -virtfs local,path=/,mount_tag=machine,security_model=none,readonly=on,multidevs=remap \
   -virtfs local,path="$PWD/guest",mount_tag=guest,security_model=none,readonly=on \
-  -append "console=ttyS0 loglevel=3 panic=-1" </dev/null | tr -d '\r' | tee console.log
+  -append "console=ttyS0 loglevel=3 panic=-1" </dev/null | stdbuf -oL tr -d '\r' | tee console.log
 grep -q '^VM-TESTS-PASSED' console.log || die "the tests in the virtual machine did not pass"

@@ -77,7 +77,7 @@ std::string distributionOf(const fs::path& root) {
 
 /// Whether modprobe finds the driver among the modules in `folder`.
 bool hasDriver(const fs::path& folder) {
-  return contentsOf(folder / "modules.dep").find("/v4l2loopback.ko") != std::string::npos;
+  return contentsOf(folder / "modules.dep").find("v4l2loopback.ko") != std::string::npos;
 }
 
 std::vector<LoopbackModule::Options> optionsOfOthers(const fs::path& root) {
