@@ -51,16 +51,16 @@ step "What asks for root"
 mkdir -p "$root/run/dbus"
 in_root dbus-daemon --system --fork
 in_root /usr/lib/polkit-1/polkitd --no-debug >/dev/null 2>&1 &
-# setup CODE TEXT: how pkexec ends for the user, and what is said.
+# setup CODE TEXT: how pkexec ends for the user, and what is said. It serves no child of process 1.
 setup() {
   local code=0
-  as_user pkexec /usr/libexec/quorvex-camera/setup-driver install >"$root/said" 2>&1 || code=$?
+  as_user sh -c 'pkexec /usr/libexec/quorvex-camera/setup-driver install; exit $?' >"$root/said" 2>&1 || code=$?
   cat "$root/said"
   [ $code = "$1" ] && grep -qF "$2" "$root/said"
 }
 for try in $(seq 50); do in_root gdbus introspect --system --dest org.freedesktop.PolicyKit1 \
   --object-path /org/freedesktop/PolicyKit1/Authority >/dev/null 2>&1 && break; sleep 0.2; done
-setup 127 "Not authorized"
+setup 127 "Error" # nobody can be asked for a password here
 cat >"$root/etc/polkit-1/rules.d/10-user.rules" <<'END_OF_RULE'
 polkit.addRule(function(action, subject) {
   if (action.id == "com.tessaly.quorvexcamera.setup-driver" && subject.user == "user") return "yes";
@@ -68,11 +68,12 @@ polkit.addRule(function(action, subject) {
 END_OF_RULE
 sleep 1 # until polkitd has seen the rule
 setup 1 "v4l2loopback, the driver behind the camera, is not installed; run: sudo apt install v4l2loopback-dkms"
-as_user quorvex-camera --headless --camera pattern --seconds 8 | tee "$root/said" || true
+as_user quorvex-camera --headless --camera pattern --seconds 8 2>&1 | tee "$root/said" || true
 grep -F "Approve in System Settings ›" "$root/said"
 grep -F "Failed: v4l2loopback, the driver behind the camera, is not installed" "$root/said"
 
 step "Remove"
+touch "$root/etc/modprobe.d/quorvex-camera.conf" # as if the driver had been set up
 in_root apt-get purge -yq quorvex-camera | tail -2
 if find "$root/usr" "$root/etc" -name '*quorvex*' | grep .; then exit 1; fi
 step "All is well"

@@ -231,7 +231,7 @@ start_relaunching() {
 }
 end_relaunched() {
   kill -INT "$host"
-  within 60 "the second instance does not end" eval '! kill -0 $host'
+  within 60 "the second instance does not end" eval '! kill -0 $host 2>/dev/null'
 }
 start_relaunching HOME=$HOME
 grep . /etc/modprobe.d/quorvex-camera.conf /etc/modules-load.d/quorvex-camera.conf
