@@ -53,7 +53,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   if (forced) {
     hostLog("RC_FORCE_ACTIVATE → requesting replace activation up front");
     buildStatusMenu("Updating extension…");
-    return activation->requestActivation();
+    return activation->reinstall();
   }
   frameProducer->start();
   buildStatusMenu("Connecting to virtual camera…");
@@ -186,7 +186,7 @@ std::shared_ptr<Menus> AppDelegate::makeMenus() {
       {MenuAction::chooseFace, run([](AppDelegate& self) { self.faces->chooseFace(); })},
       {MenuAction::clearFace, run([](AppDelegate& self) { self.faces->clearFace(); })},
       {MenuAction::toggleEnhance, run([](AppDelegate& self) { self.controls->toggleEnhance(); })},
-      {MenuAction::reinstall, run([](AppDelegate& self) { self.activation->requestActivation(); })},
+      {MenuAction::reinstall, run([](AppDelegate& self) { self.activation->reinstall(); })},
       {MenuAction::quit, run([](AppDelegate& self) { self.platform.terminate(); })}};
   return std::make_shared<Menus>(
       Menus::Dependencies{platform.windows, model, platform.defaults, faceStore, platform.auth},

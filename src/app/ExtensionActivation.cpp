@@ -41,6 +41,11 @@ void ExtensionActivation::requestActivation() {
   needs.extensions.submitActivationRequest(kExtensionIdentifier, weak_from_this());
 }
 
+void ExtensionActivation::reinstall() {
+  needs.extensions.reconsider();
+  requestActivation();
+}
+
 SystemExtensionRequestDelegate::ReplacementAction
 ExtensionActivation::actionForReplacingExtension() {
   return ReplacementAction::replace;

@@ -34,6 +34,8 @@ class ExtensionActivation : public SystemExtensionRequestDelegate,
   ExtensionActivation(Dependencies dependencies, Callbacks wiring);
 
   void requestActivation();
+  /// The user asks for it, whatever was answered before.
+  void reinstall();
 
   /// The virtual camera was looked for in vain. `relaunched`: right after an activation, so that
   /// another one would not help.

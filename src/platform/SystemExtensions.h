@@ -41,9 +41,10 @@ class SystemExtensions {
   virtual void submitActivationRequest(const std::string& identifier,
                                        std::weak_ptr<SystemExtensionRequestDelegate> delegate) = 0;
 
-  /// The extension cannot be had: what else can show the camera may do so on its own from now on,
-  /// until the next request.
+  /// The extension cannot be had: what else can show the camera may do so on its own, and requests
+  /// fail at once, in later runs too, until the user wants to `reconsider`.
   virtual void doWithout() = 0;
+  virtual void reconsider() = 0;
 };
 
 }  // namespace quorvex

@@ -41,8 +41,9 @@ HostProgram::HostProgram(Setup wanted, Console& terminal)
       ledger(std::make_shared<FrameLedger>()),
       probe(ledger),
       virtualCamera(setup.options, defaults, logAndNote()),
-      extensions(mainQueue, {.begin = [this] { virtualCamera.toldToTry(); },
-                             .doWithout = [this] { virtualCamera.doWithoutVideoDevice(); }}),
+      extensions(mainQueue, {.begin = [this] { return virtualCamera.toldToTry(); },
+                             .doWithout = [this] { virtualCamera.doWithoutVideoDevice(); },
+                             .reconsider = [this] { virtualCamera.reconsider(); }}),
       cmio(virtualCamera.outputs(), logAndNote(),
            [this](const CMSampleBuffer& sample) {
              if (sample.imageBuffer)

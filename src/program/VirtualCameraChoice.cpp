@@ -54,10 +54,20 @@ void VirtualCameraChoice::doWithoutVideoDevice() {
   if (pipeWire) pipeWire->setSuffices(true);
 }
 
-void VirtualCameraChoice::toldToTry() {
+void VirtualCameraChoice::reconsider() {
   defaults.remove(kWithoutVideoDeviceKey);
+}
+
+std::optional<std::string> VirtualCameraChoice::toldToTry() {
+  if (!loopback)
+    return "This run was told to use another output than the video device; start without "
+           "--virtual-camera";
+  if (defaults.boolean(kWithoutVideoDeviceKey))
+    return "The camera does without its video device, as that was declined or could not be had; "
+           "choose Re-install extension to be asked again";
   const auto camera = LoopbackModule::findCamera();
-  if (loopback && camera && !camera->exclusive) loopback->release();
+  if (camera && !camera->exclusive) loopback->release();
+  return std::nullopt;
 }
 
 void VirtualCameraChoice::choosePipeWire(bool suffices) {

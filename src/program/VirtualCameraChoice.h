@@ -37,11 +37,12 @@ class VirtualCameraChoice {
   [[nodiscard]] V4l2LoopbackCamera* videoDevice() const { return loopback.get(); }
 
   /// The video device cannot be had, or the user has declined it: PipeWire makes the camera on its
-  /// own, in later runs too, until somebody is `toldToTry` again.
+  /// own, in later runs too, until the user wants to `reconsider`.
   void doWithoutVideoDevice();
+  void reconsider();
   /// The video device is about to be made anew. One that is not as it should be is let go of, so
-  /// that it can be replaced.
-  void toldToTry();
+  /// that it can be replaced. Answers with why there shall be none.
+  [[nodiscard]] std::optional<std::string> toldToTry();
 
   /// How to watch the virtual camera, or why it cannot be had; a line for each output.
   [[nodiscard]] const std::string& explanation() const { return lines; }

@@ -256,6 +256,7 @@ TEST_F(HostTest, relaunchesAfterEachActivation) {
   launch();
   goLive();
   windows.target.lock()->perform(MenuAction::reinstall);
+  EXPECT_EQ(extensions.reconsidered, 1);
   const auto controller = extensions.requester.lock();
   ASSERT_TRUE(controller);
   EXPECT_EQ(controller->actionForReplacingExtension(),
@@ -317,6 +318,7 @@ TEST_F(HostTest, reportsAMissingCameraOnceAndConnectsWhenItComes) {
   wait(5);
   EXPECT_EQ(status(), "Approve in System Settings, then relaunch");
   EXPECT_EQ(extensions.requests.size(), 1);
+  EXPECT_EQ(extensions.reconsidered, 0);
   auto lines = log.lines();
   EXPECT_EQ(std::count(lines.begin(), lines.end(), "connectToSink: attempting…"), 8);
   EXPECT_THAT(lines, Contains("connectToSink: device absent after 8 tries → activation needed"));

@@ -86,14 +86,14 @@ TEST_F(DriverSetupTest, namesTheOneNextCommand) {
   };
   EXPECT_EQ(message(),
             "v4l2loopback, the driver behind the camera, is not installed; run: sudo apt install "
-            "v4l2loopback-dkms linux-headers-6.1.0-42-amd64");
+            "v4l2loopback-dkms linux-headers-6.1.0-42-amd64, then choose Re-install extension");
   put("etc/os-release", "ID=\"nobara\"\nID_LIKE=\"rhel centos fedora\"\n");
   EXPECT_THAT(message(), HasSubstr("; run: sudo dnf install akmod-v4l2loopback"));
   put("etc/os-release", "ID=debian\n");
   put("usr/src/v4l2loopback-0.12.7/dkms.conf", "");
   EXPECT_EQ(message(),
             "v4l2loopback is not built for the kernel 6.1.0-42-amd64, whose headers are missing; "
-            "run: sudo apt install linux-headers-6.1.0-42-amd64");
+            "run: sudo apt install linux-headers-6.1.0-42-amd64, then choose Re-install extension");
   put(std::string(kModules) + "build/Makefile", "");
   EXPECT_THAT(message(), HasSubstr("; run: sudo dkms autoinstall"));
   EXPECT_THAT(commands, IsEmpty());

@@ -75,9 +75,10 @@ class FakeExtensions : public SystemExtensions {
     requester = std::move(delegate);
   }
   void doWithout() override { ++doneWithout; }
+  void reconsider() override { ++reconsidered; }
   std::vector<std::string> requests;
   std::weak_ptr<SystemExtensionRequestDelegate> requester;
-  int doneWithout = 0;
+  int doneWithout = 0, reconsidered = 0;
 };
 
 class FakeConnection : public LoopbackConnection {

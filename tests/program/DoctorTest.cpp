@@ -115,7 +115,8 @@ TEST(Doctor, knowsTheStatesOfTheDriver) {
     EXPECT_EQ(told(findings, "v4l2-camera"), camera);
     EXPECT_EQ(told(findings, "v4l2-listing"), listing);
   }
-  EXPECT_EQ(driverFindings(missing)[1].mend, "Run: sudo apt install linux-headers-6.1");
+  EXPECT_EQ(driverFindings(missing)[1].mend,
+            "Run: sudo apt install linux-headers-6.1, then choose Re-install extension");
 }
 
 }  // namespace

@@ -204,6 +204,7 @@ sh -c "$LOAD_V4L2LOOPBACK"
 step "The camera is set up: the driver is not installed"
 rmmod v4l2loopback
 install -D bin/setup-driver $setup
+rm -f $HOME/.config/quorvex-camera/settings.json # which remembers that there was no way to a device
 : >$log
 bin/quorvex-camera --headless --seconds 15 >/tmp/host.out 2>&1 || true
 cat /tmp/host.out
@@ -233,6 +234,11 @@ end_relaunched() {
   kill -INT "$host"
   within 60 "the second instance does not end" eval '! kill -0 $host 2>/dev/null'
 }
+start_host
+within 60 "what is remembered is not respected" logged "activation didFailWithError domain=com.tessaly.quorvexcamera.driver code=6"
+stop_host
+tail -1 /tmp/host.out
+rm $HOME/.config/quorvex-camera/settings.json
 start_relaunching HOME=$HOME
 grep . /etc/modprobe.d/quorvex-camera.conf /etc/modules-load.d/quorvex-camera.conf
 v4l2-ctl --list-devices

@@ -60,10 +60,10 @@ void DriverActivation::submitActivationRequest(
   if (asked && LoopbackModule::findCamera() &&
       asked->actionForReplacingExtension() == Delegate::ReplacementAction::cancel)
     return fail(kCancelled, "The extension is there already and stays as it is", "");
+  if (const auto reason = wiring.begin()) return fail(kCancelled, *reason, "");
   if (!QFile::exists(QString::fromStdString(program)))
     return fail(kProgramMissing, program + " is not installed; install the package quorvex-camera",
                 "");
-  wiring.begin();
   start();
   if (!launcher.empty())
     answer([](Delegate& controller) { controller.requestNeedsUserApproval(); });

@@ -3,6 +3,7 @@
 #include <QProcess>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,10 +18,11 @@ namespace quorvex {
 class DriverActivation : public SystemExtensions {
  public:
   struct Wiring {
-    /// A request begins: nobody does without the driver any more, and a device that will be
-    /// replaced must not be held open.
-    std::function<void()> begin;
+    /// A request begins, and a device that will be replaced must not be held open. Answers with
+    /// why there is nothing to request.
+    std::function<std::optional<std::string>()> begin;
     std::function<void()> doWithout;
+    std::function<void()> reconsider;
   };
 
   /// `main` outlives it. `launcher` runs `program` as root; nothing does where we are root.
@@ -31,6 +33,7 @@ class DriverActivation : public SystemExtensions {
   void submitActivationRequest(const std::string& identifier,
                                std::weak_ptr<SystemExtensionRequestDelegate> delegate) override;
   void doWithout() override { wiring.doWithout(); }
+  void reconsider() override { wiring.reconsider(); }
 
  private:
   using Answer = std::function<void(SystemExtensionRequestDelegate&)>;

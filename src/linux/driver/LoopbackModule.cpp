@@ -166,7 +166,9 @@ std::string LoopbackModule::obstacle() const {
   if (builtForAnother)
     return "v4l2loopback is there for another kernel than the running " + kernel +
            "; restart the computer";
-  const auto run = [](const std::string& command) { return "; run: sudo " + command; };
+  const auto run = [](const std::string& command) {
+    return "; run: sudo " + command + ", then choose Re-install extension";
+  };
   const std::string headersPackage = "linux-headers-" + kernel;
   if (source) {
     const std::string what = "v4l2loopback is not built for the kernel " + kernel;
@@ -182,7 +184,7 @@ std::string LoopbackModule::obstacle() const {
   if (distribution == "debian" || distribution == "ubuntu")
     return what + run("apt install v4l2loopback-dkms " + headersPackage);
   if (distribution == "fedora")
-    return what + run("dnf install akmod-v4l2loopback") + " (from RPM Fusion)";
+    return what + "; add RPM Fusion" + run("dnf install akmod-v4l2loopback");
   if (distribution == "arch") return what + run("pacman -S v4l2loopback-dkms linux-headers");
   if (distribution == "opensuse") return what + run("zypper install v4l2loopback-kmp-default");
   return what + "; install the package that brings it";
