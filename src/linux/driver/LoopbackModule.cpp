@@ -17,7 +17,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "linux/vcam/UniqueFd.h"
+#include "linux/UniqueFd.h"
 #include "platform/CoreMediaIO.h"
 
 namespace quorvex {

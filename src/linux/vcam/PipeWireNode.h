@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
+#include "linux/UniqueFd.h"
 #include "linux/vcam/LatestPicture.h"
 #include "linux/vcam/RawVideo.h"
-#include "linux/vcam/UniqueFd.h"
 
 namespace quorvex {
 

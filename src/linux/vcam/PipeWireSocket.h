@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "linux/vcam/UniqueFd.h"
+#include "linux/UniqueFd.h"
 
 namespace quorvex {
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "linux/vcam/UniqueFd.h"
+#include "linux/UniqueFd.h"
 
 namespace quorvex {
 

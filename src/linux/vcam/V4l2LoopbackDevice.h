@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "linux/UniqueFd.h"
 #include "linux/vcam/RawVideo.h"
-#include "linux/vcam/UniqueFd.h"
 
 namespace quorvex {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "linux/vcam/UniqueFd.h"
+#include "linux/UniqueFd.h"
 #include "linux/vcam/Y4mFrames.h"
 
 namespace quorvex {
