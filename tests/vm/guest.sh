@@ -203,6 +203,8 @@ sh -c "$LOAD_V4L2LOOPBACK"
 
 step "The camera is set up: the driver is not installed"
 rmmod v4l2loopback
+nice bin/quorvex-service --port 8899 >/dev/null 2>&1 &
+service_process=$!
 install -D bin/setup-driver $setup
 rm -f $HOME/.config/quorvex-camera/settings.json # which remembers that there was no way to a device
 : >$log
@@ -270,6 +272,7 @@ v4l2-ctl -d $camera --info | grep -A2 "Device Caps"
 end_relaunched
 
 step "The camera is set up: undone"
+kill $service_process
 $setup remove
 find /etc -name "quorvex-camera.conf"
 rmmod v4l2loopback
