@@ -312,4 +312,7 @@ frames 5 1843200
 wait $reader || fail "PipeWire's reader fails"
 [ "$(stat -c %s /tmp/pipewire.nv12)" = $((5 * 1382400)) ] || fail "PipeWire's reader read too little"
 echo "5 pictures through each at once"
+nice bin/quorvex-service --port 8899 >/dev/null 2>&1 &
+within 60 "the service does not answer" curl --silent --output /dev/null $service
+doctor 0 "✓ PipeWire camera"
 stop_host
