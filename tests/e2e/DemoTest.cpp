@@ -21,7 +21,6 @@ using ::testing::IsSupersetOf;
 
 const std::vector<std::string> kDemo{"--demo",  "--headless",       "--camera",
                                      "pattern", "--virtual-camera", "embedded"};
-constexpr const char* kLive = "Live ✓ — swapped camera ready";
 
 std::vector<std::string> operator+(std::vector<std::string> some,
                                    const std::vector<std::string>& more) {

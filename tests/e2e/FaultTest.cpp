@@ -19,7 +19,6 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-constexpr const char* kLive = "Live ✓ — swapped camera ready";
 constexpr const char* kStuck = "Camera feed stuck — Quit & reopen to recover";
 constexpr const char* kMissing = "Approve in System Settings, then relaunch";
 /// The longest that a host takes for a session, or for a sink, once it sets about it.

@@ -12,6 +12,8 @@
 
 namespace quorvex::test {
 
+inline constexpr const char* kLive = "Live ✓ — swapped camera ready";
+
 inline std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};

@@ -23,7 +23,6 @@ using Clock = CameraReader::Clock;
 using Middle = TestNetwork::Middle;
 using Place = TestNetwork::Place;
 
-constexpr const char* kLive = "Live ✓ — swapped camera ready";
 
 class Network : public ::testing::Test {
  protected:

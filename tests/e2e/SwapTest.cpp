@@ -139,13 +139,13 @@ class BitrateTest : public SteeredHost {
   }
 
   /// Bits a second that the service receives, over so many seconds.
-  double bitrate(double seconds) {
+  double bitrate(double period) {
     const auto received = [&] {
       return service.state()["clients"][0]["received_bytes"].get<double>();
     };
     const double before = received();
-    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-    return (received() - before) * 8 / seconds;
+    std::this_thread::sleep_for(std::chrono::duration<double>(period));
+    return (received() - before) * 8 / period;
   }
 };
 
