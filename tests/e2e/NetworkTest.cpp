@@ -23,7 +23,6 @@ using Clock = CameraReader::Clock;
 using Middle = TestNetwork::Middle;
 using Place = TestNetwork::Place;
 
-
 class Network : public ::testing::Test {
  protected:
   void SetUp() override {
