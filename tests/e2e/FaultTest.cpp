@@ -259,8 +259,7 @@ TEST_F(FaultTest, rebuildsAVirtualCameraThatTakesNoFrames) {
 
 TEST(PipeWireFault, theHostFeedsADaemonThatWasKilledAndStartedAgain) {
   PrivatePipeWire pipeWire;
-  HostRun host({"--demo", "--headless", "--camera", "pattern", "--virtual-camera", "pipewire"},
-               pipeWire.environment());
+  HostRun host({"--demo", "--headless", "--camera", "pattern"}, pipeWire.environment());
   const auto logs = [&](const std::string& start, std::size_t from) {
     return eventually(
         [&] {
@@ -271,6 +270,7 @@ TEST(PipeWireFault, theHostFeedsADaemonThatWasKilledAndStartedAgain) {
         std::chrono::seconds(40));
   };
   ASSERT_TRUE(logs("sink push: enqueued=60", 0)) << host.printed();
+  EXPECT_TRUE(host.says("PipeWire node")) << "the demo prefers it to the embedded camera";
   pipeWire.killDaemon();
   EXPECT_TRUE(logs("sink watchdog: frames arriving but NONE delivered", 0));
   EXPECT_TRUE(eventually([&] { return host.says(kMissing); })) << host.printed();

@@ -14,11 +14,6 @@ namespace quorvex::test {
 
 inline constexpr const char* kLive = "Live ✓ — swapped camera ready";
 
-inline std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /// One run of the real host, with folders of its own, and what it leaves behind.
 class HostRun {
  public:

@@ -12,8 +12,6 @@
 namespace quorvex::test {
 namespace {
 
-using nlohmann::json;
-
 /// The service sends 640x480, so that the host has something to fit and to mirror: the picture
 /// stands between bars 160 pixels wide.
 class SwapTest : public SteeredHost {
