@@ -13,7 +13,6 @@ constexpr const char* kFaces = "rc.faces.v1";
 constexpr const char* kActive = "rc.faces.active";
 constexpr const char* kLegacyFace = "rc.targetFace.b64";
 constexpr const char* kLegacyName = "rc.targetFace.name";
-constexpr const char* kEnhance = "rc.enhance";
 constexpr int kMaxThumbnail = 640;
 constexpr double kMargin = 0.18;
 

@@ -13,6 +13,9 @@
 
 namespace quorvex {
 
+/// The setting that says whether the face is enhanced, which travels with the active one.
+inline constexpr const char* kEnhance = "rc.enhance";
+
 /// The user's library of faces, and which of them is the active one. It lives in the settings
 /// alone: each operation reads it afresh and each change is written at once. While the library
 /// holds any face, some face is active.

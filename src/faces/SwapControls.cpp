@@ -1,11 +1,11 @@
 #include "faces/SwapControls.h"
 
+#include "faces/FaceStore.h"
 #include "log/HostLog.h"
 
 namespace quorvex {
 namespace {
 
-constexpr const char* kEnhance = "rc.enhance";
 constexpr int kHdBitrate = 3'000'000;
 constexpr int kSavingBitrate = 1'500'000;
 

@@ -103,15 +103,15 @@ std::string asText(const std::vector<Finding>& findings) {
 }
 
 std::string asJson(const std::vector<Finding>& findings) {
-  using Json = nlohmann::ordered_json;
-  Json all = Json::array();
+  using Ordered = nlohmann::ordered_json;
+  Ordered all = Ordered::array();
   for (const Finding& finding : findings)
     all.push_back({{"check", finding.check},
                    {"title", finding.title},
                    {"state", appearanceOf(finding).name},
                    {"text", finding.text},
                    {"mend", finding.mend}});
-  return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return all.dump(2, ' ', false, Ordered::error_handler_t::replace) + "\n";
 }
 
 }  // namespace quorvex

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kSinkWidth = 1280;
 constexpr int kSinkHeight = 720;
-constexpr const char* kLogCategory = "frame-producer";
+constexpr const char* kProducerCategory = "frame-producer";
 constexpr int kMissingAfterAttempts = 8;
 constexpr Seconds kRetryInterval{0.5};
 constexpr Seconds kWatchdogFirstTick{2.0};
@@ -103,7 +103,7 @@ std::optional<CMIOObjectID> FrameProducer::findSinkStream(CMIOObjectID device) c
       sizeof(CMIOObjectID));
   if (streams.size() < 2) {
     needs.systemLog.write(
-        SystemLog::Level::error, kLogCategory,
+        SystemLog::Level::error, kProducerCategory,
         "device has " + std::to_string(streams.size()) + " streams; need at least 2");
     return std::nullopt;
   }

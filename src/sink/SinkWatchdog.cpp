@@ -11,7 +11,7 @@ namespace quorvex {
 namespace {
 
 constexpr double kHealthyLimit = 1.5;
-constexpr double kStallThreshold = 2.5;
+constexpr double kSinkStallThreshold = 2.5;
 constexpr double kArrivalLimit = 1.5;
 constexpr double kRebuildSpacing = 3.5;
 constexpr int kRebuildLimit = 3;
@@ -43,7 +43,7 @@ void SinkWatchdog::tick(const Delivery& delivery, double now) {
   }
   // Without arriving frames there is nothing to deliver; the pipeline watches that.
   const bool arriving = now - delivery.lastAttempt < kArrivalLimit;
-  if (sinceSuccess <= kStallThreshold || !arriving) return;
+  if (sinceSuccess <= kSinkStallThreshold || !arriving) return;
   if (sinkGaveUp || now - lastReconnectTS <= kRebuildSpacing) return;
   if (consecutiveReconnects < kRebuildLimit) {
     hostLog("sink watchdog: frames arriving but NONE delivered for " + oneDecimal(sinceSuccess) +

@@ -231,16 +231,6 @@ TEST_F(HostTest, appliesTheServicesFrameRateWithinBounds) {
   EXPECT_EQ(suggest("\"20\""), 30) << "a text is no number";
 }
 
-TEST_F(HostTest, quitsCleanly) {
-  launch();
-  goLive();
-  EXPECT_TRUE(host->applicationShouldTerminate());
-  EXPECT_EQ(sockets.last().cancelledWith, 1001);
-  EXPECT_TRUE(engine.last().closed);
-  EXPECT_TRUE(track->renderers.empty());
-  EXPECT_THAT(log.lines(), Contains("lifecycle: quitting — disconnecting cleanly"));
-}
-
 TEST_F(HostTest, asksForActivationUpFrontOnlyWhenToldToExactly) {
   environment = {{"RC_FORCE_ACTIVATE", "1"}};
   launch();
@@ -456,6 +446,9 @@ TEST_F(HostTest, theWindowComesBackAndOnlyALiveHostAsksBeforeItQuits) {
   windows.answer = 0;
   target->perform(MenuAction::quit);
   EXPECT_TRUE(windows.hasTerminated);
+  EXPECT_EQ(sockets.last().cancelledWith, 1001);
+  EXPECT_TRUE(engine.last().closed);
+  EXPECT_TRUE(track->renderers.empty());
   EXPECT_EQ(log.lines().back(), "lifecycle: quitting — disconnecting cleanly");
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "fakes/Pictures.h"
 #include "linux/cameras/FrameStamp.h"
 #include "linux/cameras/LatencyProbe.h"
 #include "sink/FrameFitter.h"
@@ -11,18 +12,10 @@ namespace {
 
 constexpr std::int64_t kMs = 1'000'000;
 
-PixelBufferRef buffer(int width, int height) {
-  PixelBufferPoolRef pool;
-  EXPECT_EQ(CVPixelBufferPoolCreate({.width = width, .height = height}, &pool), kNoError);
-  PixelBufferRef made;
-  EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(pool, &made), kNoError);
-  return made;
-}
-
 PixelBufferRef delivered(std::uint32_t number, int width = 640, int height = 360) {
   I420Picture picture(width, height);
   paintFrameStamp(number, picture);
-  PixelBufferRef made = buffer(width, height);
+  PixelBufferRef made = makeBuffer(width, height);
   for (int y = 0; y < height; ++y)
     std::copy_n(picture.y() + y * width, width,
                 made->baseAddressOfPlane(0) + y * made->bytesPerRowOfPlane(0));
@@ -41,7 +34,7 @@ TEST(LatencyProbe, measuresFromPaintToSink) {
   EXPECT_NEAR(probe.summary().p95, 95, 0.11);
   ledger->painted(101, 0);
   // As the host fits it between bars.
-  const PixelBufferRef fitted = buffer(1280, 720);
+  const PixelBufferRef fitted = makeBuffer(1280, 720);
   FrameFitter().fit(*delivered(101, 641, 481), true, *fitted);
   ASSERT_LT(fitted->cleanAperture.width, 1280);
   probe.frameDelivered(*fitted, 12'000 * kMs);

@@ -30,10 +30,7 @@ class DriverSetupTest : public ::testing::Test {
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file) << text;
   }
-  [[nodiscard]] std::string read(const std::string& name) const {
-    std::ifstream file(root / name);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  [[nodiscard]] std::string read(const std::string& name) const { return contentOf(root / name); }
   void build() const { put(std::string(kModules) + "modules.dep", "updates/v4l2loopback.ko:\n"); }
   void makeCamera(int number = 42) const {
     const std::string name = "video" + std::to_string(number);

@@ -15,7 +15,6 @@ using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* kLive = "Live ✓ — swapped camera ready";
 constexpr const char* kAuthed = "signaling: using authed token brand=quorvex";
 constexpr const char* kLastPage =
     "Signed in to Quorvex Camera\n\nYou can close this tab and return to the app.";

@@ -2,26 +2,23 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <filesystem>
 
 #include "e2e/HostRun.h"
 #include "e2e/ServiceRun.h"
 #include "support/Eventually.h"
-#include "support/PrivatePipeWire.h"
 
 namespace quorvex::test {
 namespace {
 
 using ::testing::AllOf;
-using ::testing::Contains;
-using ::testing::ElementsAreArray;
+using ::testing::Each;
 using ::testing::HasSubstr;
 using ::testing::IsSupersetOf;
+using ::testing::Not;
 
 const std::vector<std::string> kDemo{"--demo",  "--headless",       "--camera",
                                      "pattern", "--virtual-camera", "embedded"};
-constexpr const char* kLive = "Live ✓ — swapped camera ready";
 
 std::vector<std::string> operator+(std::vector<std::string> some,
                                    const std::vector<std::string>& more) {
@@ -62,36 +59,13 @@ TEST(Demo, carriesEveryFrameToTheVirtualCameraAndBackInTime) {
   EXPECT_GT(report["latencyMs"]["p95"], 0);
   EXPECT_LT(report["lostFrames"].get<int>(), report["received"].get<int>() / 10);
   EXPECT_FALSE(std::filesystem::exists(host.socket())) << "the socket goes with the host";
-}
-
-TEST(Demo, logsASessionAsItGoes) {
-  HostRun host(kDemo + std::vector<std::string>{"--seconds", "4"});
-  ASSERT_EQ(host.process->exitCode(), 0) << host.printed();
-  std::vector<std::string> steps;
   const auto log = host.log();
-  // What other threads log falls between these steps where it may.
-  for (const auto& line : log)
-    if (!line.starts_with("sink push: ") && !line.starts_with("webrtc: capturing") &&
-        !line.starts_with("sync: ") && !line.starts_with("webrtc: iceConnectionState="))
-      steps.push_back(line);
-  EXPECT_THAT(
-      steps,
-      ElementsAreArray(
-          {"virtual camera: the embedded camera is available", "installDeviceListListener status=0",
-           "connectToSink: attempting…", "CMIO devices visible: 1",
-           "connectToSink: device=2 sink=4; initializing queue",
-           "CMIOStreamCopyBufferQueue status=0", "CMIODeviceStartStream status=0",
-           "sink connected; ready for swapped frames", "pipeline: sink ready → minting token",
-           "signaling: minted token type=device brand=quorvex",
-           "webrtc: maxBitrate set to 3000 kbps", "webrtc: peer connection created (1 ice servers)",
-           "signaling: WS connecting (reconnect=false)", "signaling: identity received",
-           "signaling: got answer (face_swap_ready=true)",
-           "webrtc: ontrack — swapped video track received", "webrtc: remote answer applied",
-           "pipeline: answer applied=true", "lifecycle: quitting — disconnecting cleanly"}));
-  EXPECT_THAT(log, IsSupersetOf({"webrtc: capturing Quorvex Test Pattern @30fps",
+  EXPECT_THAT(log, IsSupersetOf({"virtual camera: the embedded camera is available",
+                                 "webrtc: capturing Quorvex Test Pattern @30fps",
+                                 "signaling: got answer (face_swap_ready=true)",
                                  "webrtc: iceConnectionState=1", "webrtc: iceConnectionState=2",
-                                 "sync: paused=false → server (post-(re)connect)"}));
-  for (const auto& line : log) EXPECT_EQ(line.find("a=ice-ufrag"), std::string::npos);
+                                 "lifecycle: quitting — disconnecting cleanly"}));
+  EXPECT_THAT(log, Each(Not(HasSubstr("a=ice-ufrag"))));
 }
 
 TEST(Demo, playsAClipAtItsOwnSizeAndRate) {
@@ -111,39 +85,12 @@ TEST(Demo, playsAClipAtItsOwnSizeAndRate) {
   EXPECT_FALSE(host.report().contains("latencyMs")) << "a clip has no numbers to measure by";
 }
 
-TEST(Demo, feedsPipeWireWhenItAnswers) {
-  PrivatePipeWire pipeWire;
-  pipeWire.startDaemon();
-  HostRun host({"--demo", "--headless", "--camera", "pattern", "--seconds", "12"},
-               pipeWire.environment());
-  ASSERT_TRUE(eventually([&] { return host.says(kLive); })) << host.printed();
-  EXPECT_TRUE(host.says("PipeWire node")) << "the demo prefers it to the embedded camera";
-  const std::string file = pipeWire.folder / "frames.nv12";
-  ChildProcess reader(
-      {"gst-launch-1.0", "-q", "pipewiresrc", "target-object=quorvex_camera", "num-buffers=20", "!",
-       "video/x-raw,format=NV12,width=1280,height=720", "!", "filesink", "location=" + file},
-      "gstreamer1.0-tools", pipeWire.folder / "gst.txt", pipeWire.environment());
-  EXPECT_EQ(reader.exitCode(), 0) << contentOf(pipeWire.folder / "gst.txt");
-  EXPECT_EQ(contentOf(file).size(), 20u * 1280 * 720 * 3 / 2);
-  EXPECT_EQ(host.process->exitCode(), 0) << host.printed();
-}
-
-TEST(Host, acceptsEverySizeThatAServiceSends) {
-  for (const char* size : {"640x480", "641x481", "1920x1080"}) {
-    const ServiceRun service({"--size", size});
-    HostRun host(service.hostOptions() + std::vector<std::string>{"--seconds", "5"});
-    ASSERT_EQ(host.process->exitCode(), 0) << host.printed();
-    EXPECT_EQ(host.report()["frameSize"], size);
-    EXPECT_GT(host.report()["latencyMs"]["p50"], 0) << "its numbers can be read at any size";
-  }
-}
-
-TEST(Host, endsCleanlyOnCtrlC) {
-  HostRun host(kDemo);
-  ASSERT_TRUE(eventually([&] { return host.says(kLive); })) << host.printed();
-  host.process->signal(SIGINT);
-  EXPECT_EQ(host.process->exitCode(), 0) << host.printed();
-  EXPECT_THAT(host.log(), Contains("lifecycle: quitting — disconnecting cleanly"));
+TEST(Host, measuresItsLatencyByPicturesOfAnotherSize) {
+  const ServiceRun service({"--size", "641x481"});
+  HostRun host(service.hostOptions() + std::vector<std::string>{"--seconds", "5"});
+  ASSERT_EQ(host.process->exitCode(), 0) << host.printed();
+  EXPECT_EQ(host.report()["frameSize"], "641x481");
+  EXPECT_GT(host.report()["latencyMs"]["p50"], 0);
 }
 
 TEST(Host, outlivesAServiceThatCannotBeReached) {

@@ -12,10 +12,7 @@
 
 namespace quorvex::test {
 
-inline std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+inline constexpr const char* kLive = "Live ✓ — swapped camera ready";
 
 /// One run of the real host, with folders of its own, and what it leaves behind.
 class HostRun {

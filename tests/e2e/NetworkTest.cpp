@@ -23,8 +23,6 @@ using Clock = CameraReader::Clock;
 using Middle = TestNetwork::Middle;
 using Place = TestNetwork::Place;
 
-constexpr const char* kLive = "Live ✓ — swapped camera ready";
-
 class Network : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -78,7 +76,7 @@ class Network : public ::testing::Test {
   /// The report of a session under a fault that stays: its pictures flow without a restart.
   nlohmann::json sessionUnder(const char* fault, Middle middle, int lossPercent,
                               int delayMilliseconds, double leastFps) {
-    start(fault, "12", middle, lossPercent, delayMilliseconds);
+    start(fault, "8", middle, lossPercent, delayMilliseconds);
     auto report = end();
     EXPECT_THAT(host->log(), Not(Contains(ContainsRegex(" restart #"))));
     EXPECT_GE(report.at("fps"), leastFps);

@@ -95,82 +95,57 @@ class Soak {
 
   /// Begins one fault, lets it last, ends it.
   void oneFault() {
-    const std::vector<std::pair<const char*, std::function<void()>>> kinds{
-        {"a lost socket",
-         [&] {
-           socket({{"abort", true}});
-         }},
-        {"a closed socket",
-         [&] {
-           socket({{"close", oneOf({1000, 1001, 1006, 1011, 4001, 4400})}});
-         }},
-        {"an error message",
-         [&] {
-           socket({{"send",
-                    {{"type", "error"},
-                     {"error_type", oneOf<const char*>({"PAUSE_TIMEOUT", "ODD"})}}}});
-         }},
-        {"a bad reply",
-         [&] {
-           json reply = randomReply();
-           reply["times"] = 1 + pick(2);
-           faults({{"replies",
-                    {{oneOf<const char*>({"session-token", "turn-credentials", "offer", "status",
-                                          "ice-candidate"}),
-                      reply}}}});
-           socket({{"abort", true}});
-         }},
-        {"an unusable answer",
-         [&] {
-           faults({{"answer", "unusable"}});
-           socket({{"abort", true}});
-         }},
-        {"stopped media",
-         [&] {
-           faults({{"media", "stopped"}});
-         }},
-        {"a vanished peer",
-         [&] {
-           (void)service.control("peers", {{"vanish", true}});
-         }},
-        {"the queue",
-         [&] {
-           faults({{"places", 0},
-                   {"ahead", pick(4)},
-                   {"admit", oneOf<const char*>({"start_connection", "not_queued"})}});
-           (void)service.control("peers", {{"vanish", true}});
-           socket({{"abort", true}});
-         }},
-        {"a killed service",
-         [&] {
-           service.kill();
-           serviceIsDown = true;
-         }},
-        {"a camera that refuses", [&] { tell(service, "refuse"); }},
-        {"a camera that stalls", [&] { tell(service, "stall"); }},
-        {"a camera that vanishes", [&] { tell(service, "vanish"); }}};
-    const auto& [name, begin] =
-        kinds[static_cast<std::size_t>(pick(static_cast<int>(kinds.size())))];
-    last = name;
+    struct Kind {
+      const char* name;
+      std::vector<std::pair<const char*, json>> orders;  ///< to the service's controls
+      const char* camera = nullptr;
+    };
+    const std::pair<const char*, json> lostSocket{"socket", {{"abort", true}}};
+    const std::pair<const char*, json> vanishedPeer{"peers", {{"vanish", true}}};
+    json reply = randomReply();
+    reply["times"] = 1 + pick(2);
+    const char* endpoint = oneOf<const char*>(
+        {"session-token", "turn-credentials", "offer", "status", "ice-candidate"});
+    const json message = {{"type", "error"},
+                          {"error_type", oneOf<const char*>({"PAUSE_TIMEOUT", "ODD"})}};
+    const json queue = {{"places", 0},
+                        {"ahead", pick(4)},
+                        {"admit", oneOf<const char*>({"start_connection", "not_queued"})}};
+    const Kind kinds[] = {
+        {"a lost socket", {lostSocket}},
+        {"a closed socket", {{"socket", {{"close", oneOf({1000, 1001, 1006, 1011, 4001, 4400})}}}}},
+        {"an error message", {{"socket", {{"send", message}}}}},
+        {"a bad reply", {{"faults", {{"replies", {{endpoint, reply}}}}}, lostSocket}},
+        {"an unusable answer", {{"faults", {{"answer", "unusable"}}}, lostSocket}},
+        {"stopped media", {{"faults", {{"media", "stopped"}}}}},
+        {"a vanished peer", {vanishedPeer}},
+        {"the queue", {{"faults", queue}, vanishedPeer, lostSocket}},
+        {"a killed service", {}},
+        {"a camera that refuses", {}, "refuse"},
+        {"a camera that stalls", {}, "stall"},
+        {"a camera that vanishes", {}, "vanish"}};
+    const Kind& kind = kinds[pick(std::size(kinds))];
+    last = kind.name;
     ++count;
-    begin();
+    for (const auto& [what, body] : kind.orders) (void)service.control(what, body);
+    if (kind.camera) tell(service, kind.camera);
+    const bool killed = kind.orders.empty() && !kind.camera;
+    if (killed) service.kill();
     lookFor(std::chrono::milliseconds(200 + pick(14'000)));
-    if (std::exchange(serviceIsDown, false)) service.start();
+    if (killed) service.start();
     tell(service, "none");
-    faults({{"replies",
-             {{"session-token", nullptr},
-              {"turn-credentials", nullptr},
-              {"offer", nullptr},
-              {"status", nullptr},
-              {"ice-candidate", nullptr}}},
-            {"answer", "well"},
-            {"media", "flowing"},
-            {"places", nullptr},
-            {"ahead", 0},
-            {"admit", "start_connection"}});
+    (void)service.control("faults", {{"replies",
+                                      {{"session-token", nullptr},
+                                       {"turn-credentials", nullptr},
+                                       {"offer", nullptr},
+                                       {"status", nullptr},
+                                       {"ice-candidate", nullptr}}},
+                                     {"answer", "well"},
+                                     {"media", "flowing"},
+                                     {"places", nullptr},
+                                     {"ahead", 0},
+                                     {"admit", "start_connection"}});
   }
-  void faults(const json& body) { (void)service.control("faults", body); }
-  void socket(const json& body) { (void)service.control("socket", body); }
 
   /// Looks at the camera for so long.
   void lookFor(std::chrono::milliseconds length) {
@@ -212,7 +187,6 @@ class Soak {
   HostRun host{withFaultSocket(service)};
   CameraReader reader{host.socket()};
   std::string last;
-  bool serviceIsDown = false;
   int count = 0, looks = 0, live = 0;
   Clock::time_point nextReport = Clock::now() + kReportEvery;
 };

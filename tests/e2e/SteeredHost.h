@@ -28,8 +28,6 @@
 
 namespace quorvex::test {
 
-inline constexpr const char* kLive = "Live ✓ — swapped camera ready";
-
 /// The host in this process, on real HTTP, WebSocket, WebRTC and a real service, but on a clock
 /// that the test moves.
 class SteeredHost : public ::testing::Test {

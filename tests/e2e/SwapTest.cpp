@@ -12,8 +12,6 @@
 namespace quorvex::test {
 namespace {
 
-using nlohmann::json;
-
 /// The service sends 640x480, so that the host has something to fit and to mirror: the picture
 /// stands between bars 160 pixels wide.
 class SwapTest : public SteeredHost {
@@ -139,13 +137,13 @@ class BitrateTest : public SteeredHost {
   }
 
   /// Bits a second that the service receives, over so many seconds.
-  double bitrate(double seconds) {
+  double bitrate(double period) {
     const auto received = [&] {
       return service.state()["clients"][0]["received_bytes"].get<double>();
     };
     const double before = received();
-    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-    return (received() - before) * 8 / seconds;
+    std::this_thread::sleep_for(std::chrono::duration<double>(period));
+    return (received() - before) * 8 / period;
   }
 };
 

@@ -31,10 +31,7 @@ class LogFile {
     return messages;
   }
 
-  [[nodiscard]] std::string text() const {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  [[nodiscard]] std::string text() const { return test::contentOf(path); }
 
   const test::TemporaryFolder folder;
   const std::string path = folder / "log";

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <vector>
 
@@ -16,8 +18,8 @@ inline PixelBufferRef makeBuffer(int width, int height) {
 }
 
 /// An I420 picture with padded rows, each byte a function of its place.
-struct I420Picture {
-  I420Picture(int w, int h, int padding = 13)
+struct PaddedPicture {
+  PaddedPicture(int w, int h, int padding = 13)
       : y((w + padding) * h), u(((w + 1) / 2 + padding) * ((h + 1) / 2)), v(u.size()) {
     fill(y, 3);
     fill(u, 5);

@@ -13,20 +13,16 @@
 namespace quorvex {
 namespace {
 
+using test::contentOf;
 using test::kColours;
 using test::QuadrantPicture;
 using test::Quadrants;
-
-std::string bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // By how many kilobytes the memory of this process grows at most while `body` runs. Unknown to
 // the sanitizer, which keeps what was freed.
 long growthDuring(auto body) {
   const auto peak = [] {
-    const std::string status = bytesOf("/proc/self/status");
+    const std::string status = contentOf("/proc/self/status");
     return std::stol(status.substr(status.find("VmHWM:") + 6));
   };
   std::ofstream("/proc/self/clear_refs") << 5;
@@ -163,7 +159,7 @@ TEST_F(VipsImageCodecTest, refusesWhatIsCutShort) {
   for (const char* name : {"a.jpg", "a.jpg[interlace]", "a.png", "a.png[interlace]", "a.webp",
                            "a.tif", "a.tif[compression=jpeg]", "a.gif", "a.heic"}) {
     save(picture, name);
-    const std::string whole = bytesOf(path);
+    const std::string whole = contentOf(path);
     for (const int percent : {10, 50, 95}) {
       SCOPED_TRACE(std::string(name) + " " + std::to_string(percent));
       write(whole.substr(0, whole.size() * percent / 100));

@@ -21,7 +21,7 @@ class RemoteFrameRendererTest : public ::testing::Test {
 
 TEST_F(RemoteFrameRendererTest, interleavesEveryByteOfAnySize) {
   for (const auto& [width, height] : {std::pair{1280, 720}, {641, 481}, {1, 1}, {2, 3}}) {
-    const I420Picture picture(width, height);
+    const PaddedPicture picture(width, height);
     const auto& buffer = render(picture.view);
     ASSERT_TRUE(buffer);
     ASSERT_EQ(buffer->width(), width);
@@ -42,7 +42,7 @@ TEST_F(RemoteFrameRendererTest, interleavesEveryByteOfAnySize) {
 }
 
 TEST_F(RemoteFrameRendererTest, copiesNoFurtherThanANarrowStride) {
-  I420Picture picture(64, 2, 0);
+  PaddedPicture picture(64, 2, 0);
   picture.view.strideY = 32;
   const auto& buffer = render(picture.view);
   ASSERT_TRUE(buffer);
@@ -52,7 +52,7 @@ TEST_F(RemoteFrameRendererTest, copiesNoFurtherThanANarrowStride) {
 }
 
 TEST_F(RemoteFrameRendererTest, recyclesItsBuffersFollowsAChangeOfSizeAndDropsWhatItHasNoneFor) {
-  const I420Picture large(64, 48), small(32, 24);
+  const PaddedPicture large(64, 48), small(32, 24);
   const auto* first = &*render(large.view);
   EXPECT_EQ(&*render(large.view), first) << "the released buffer comes back";
   EXPECT_EQ(render(small.view)->width(), 32);

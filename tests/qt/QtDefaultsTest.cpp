@@ -72,8 +72,7 @@ TEST_F(QtDefaultsTest, keepsADamagedFileAsideAndItsOwnFromOtherUsers) {
     auto defaults = open();
     EXPECT_EQ(defaults.string("rc.device"), std::nullopt);
     EXPECT_THAT(logged, HasSubstr("the old file is kept as " + path + ".damaged"));
-    std::ifstream aside(path + ".damaged", std::ios::binary);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(aside), {}), content);
+    EXPECT_EQ(test::contentOf(path + ".damaged"), content);
     put("{}");
     defaults.setString("rc.device", "new");
     EXPECT_EQ(open().string("rc.device"), "new");

@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "linux/qt/NetworkThread.h"
 #include "linux/qt/QtWebSocketClient.h"
 #include "qt/NetworkTalk.h"
@@ -25,10 +23,7 @@ TEST(Tls, sendsNothingUnderACertificateThatNobodyTrustedSigned) {
            "certificate && exec openssl s_server -accept 127.0.0.1:0 -key key -cert certificate "
            "<> input"},
       "openssl", folder / "output");
-  const auto printed = [&] {
-    std::ifstream file(folder / "output");
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  };
+  const auto printed = [&] { return contentOf(folder / "output"); };
   std::string host;
   ASSERT_TRUE(eventually([&] {
     const auto text = printed();

@@ -21,10 +21,7 @@ class Program {
       : process({"sh", "-c", "exec " QUORVEX_SERVICE_PROGRAM " " + options}, "dash",
                 folder / "output") {}
 
-  [[nodiscard]] std::string printed() const {
-    std::ifstream file(folder / "output");
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  [[nodiscard]] std::string printed() const { return test::contentOf(folder / "output"); }
   [[nodiscard]] std::uint16_t port() const {
     (void)test::eventually([&] { return printed().find('\n') != std::string::npos; });
     const auto line = nlohmann::json::parse(printed().substr(0, printed().find('\n')));

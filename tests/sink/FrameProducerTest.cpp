@@ -98,8 +98,8 @@ TEST_F(FrameProducerTest, handsOnAFrameThatFindsNoOutputBuffer) {
 TEST_F(FrameProducerTest, allocatesNothingFromTheEnginesCallbackToTheSinkQueue) {
   start();
   RemoteFrameRenderer renderer([&](const PixelBufferRef& buffer) { push(buffer); });
-  const I420Picture full(1280, 720), other(641, 481);
-  const auto deliver = [&](const I420Picture& picture, int count) {
+  const PaddedPicture full(1280, 720), other(641, 481);
+  const auto deliver = [&](const PaddedPicture& picture, int count) {
     const RtcVideoFrame received{.pixelBuffer = {}, .i420 = picture.view};
     const int before = allocationCount();
     for (int i = 0; i < count; ++i) {

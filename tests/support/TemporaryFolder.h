@@ -3,9 +3,16 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace quorvex::test {
+
+inline std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 /// A folder of the test's own that is removed, with all that is in it, at the end.
 class TemporaryFolder {

@@ -46,8 +46,7 @@ std::optional<std::string> failureOf(const std::string& script,
   std::vector<std::string> words{"sh", "-ec", script};
   words.insert(words.end(), arguments.begin(), arguments.end());
   if (ChildProcess(words, "dash", folder / "output", environment).exitCode() == 0) return {};
-  std::ifstream printed(folder / "output");
-  return script + "\n" + std::string(std::istreambuf_iterator<char>(printed), {});
+  return script + "\n" + contentOf(folder / "output");
 }
 
 void check(const std::optional<std::string>& failure) {

@@ -12,8 +12,8 @@ namespace {
 constexpr int kColumns = 26;
 constexpr int kRows = 2;
 constexpr int kBitColumns = kColumns - 2;
-constexpr std::uint8_t kBlack = 32;
-constexpr std::uint8_t kWhite = 220;
+constexpr std::uint8_t kBlackLuma = 32;
+constexpr std::uint8_t kWhiteLuma = 220;
 constexpr int kLeastContrast = 48;
 constexpr int kLowestPicture = 60;
 
@@ -82,7 +82,7 @@ void paintFrameStamp(std::uint32_t number, I420Picture& picture) {
   for (int row = 0; row < kRows; ++row) {
     for (int column = 0; column < kColumns; ++column) {
       const PixelRect cell = cellOf(strip, row, column);
-      const std::uint8_t luma = cellIsWhite(payload, row, column) ? kWhite : kBlack;
+      const std::uint8_t luma = cellIsWhite(payload, row, column) ? kWhiteLuma : kBlackLuma;
       for (int y = cell.y; y < cell.y + cell.height; ++y) {
         std::memset(picture.y() + static_cast<std::ptrdiff_t>(y) * picture.strideY() + cell.x, luma,
                     cell.width);

@@ -12,7 +12,7 @@ namespace quorvex {
 namespace {
 
 constexpr std::string_view kMagic = "YUV4MPEG2";
-constexpr int kLargestSide = 8192;
+constexpr int kLargestY4mSide = 8192;
 constexpr double kSlowest = 1;
 constexpr double kFastest = 240;
 
@@ -35,7 +35,7 @@ std::int64_t numberIn(std::string_view text) {
 
 int sideIn(std::string_view text) {
   const std::int64_t side = numberIn(text);
-  if (side > kLargestSide || side < 1) {
+  if (side > kLargestY4mSide || side < 1) {
     throw CameraError("has pictures " + std::string(text) +
                       " pixels wide or high, and only 1 to 8192 can be played: "
                       "scale it with ffmpeg -i FILE -vf scale=1280:-2 NEW.y4m");

@@ -13,7 +13,7 @@
 namespace quorvex {
 namespace {
 
-constexpr timespec kRepeatAfter{1, 0};
+constexpr timespec kNodeRepeat{1, 0};
 
 struct Offer {
   spa_video_format id;
@@ -173,7 +173,7 @@ void PipeWireNode::changeFormat(const spa_pod* agreed) {
 
 void PipeWireNode::show() {
   if (!streaming) return;
-  auto wait = kRepeatAfter;
+  auto wait = kNodeRepeat;
   pw_loop_update_timer(loop, repeatTimer, &wait, nullptr, false);
   // When a reader drives the graph, it asks for pictures at its own pace. When we do, each picture
   // starts a cycle, whether or not the last one has ended: one reader that never ends it must not

@@ -19,7 +19,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds kRepeatAfter{250};
+constexpr milliseconds kLoopbackRepeat{250};
 /// Half a frame. Pictures that come in a burst would overrun the buffers that readers look at.
 constexpr milliseconds kShortestShow{16};
 constexpr milliseconds kSeekAgain{1000};
@@ -99,7 +99,7 @@ void V4l2LoopbackCamera::feed(const std::stop_token& stop) {
 /// Returns when a picture came or is due, readers came or went, nodes of video devices changed, or
 /// it is time to look for a device.
 void V4l2LoopbackCamera::waitForWork() {
-  const auto due = device ? shown + (delivered ? kShortestShow : kRepeatAfter) : seekAgain;
+  const auto due = device ? shown + (delivered ? kShortestShow : kLoopbackRepeat) : seekAgain;
   const auto now = steady_clock::now();
   const auto wait = std::max(std::chrono::ceil<milliseconds>(due - now), milliseconds{0});
   std::array<pollfd, 3> watched{{{wakeUp.get(), POLLIN, 0},
@@ -149,7 +149,7 @@ void V4l2LoopbackCamera::seek() {
 
 void V4l2LoopbackCamera::show() {
   const auto now = steady_clock::now();
-  if (now < shown + (delivered ? kShortestShow : kRepeatAfter)) return;
+  if (now < shown + (delivered ? kShortestShow : kLoopbackRepeat)) return;
   delivered = false;
   if (device->show(*latest.get())) {
     shown = now;
