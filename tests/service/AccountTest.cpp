@@ -48,25 +48,6 @@ struct SignIn : ::testing::Test {
   const HostSession device{service.port};
 };
 
-TEST_F(SignIn, givesASessionThatDoesWhatADevicesDoesUntilItIsRevoked) {
-  EXPECT_EQ(service.control("faults", R"({"answer":"unusable","access_seconds":60})"), "200 ");
-  EXPECT_EQ(service.control("faults", R"({"replies":{"token":null,"refresh":null}})"), "200 ");
-  const json first = exchange(code()).body, second = refresh(first).body;
-  EXPECT_EQ(second.at("expires_in"), 60);
-  for (const json& session : {first, second}) {
-    const HostSession host = device.signedIn(session);
-    StatusTalk status(host);
-    json offer = {{"client_id", status.clientId()}, {"token", host.token}, {"sdp", "v=0"}};
-    offer["type"] = "offer";
-    EXPECT_EQ(host.post("/ws/offer", offer).body.value("type", ""), "answer");
-    EXPECT_EQ(service.state()["account"], json({{"refresh_tokens", 1}, {"signed_in_clients", 1}}));
-    EXPECT_NE(HostSession(service.port, host.userUuid).userUuid, host.userUuid);
-  }
-  EXPECT_EQ(service.control("accounts", R"({"revoke":true})"), "204 ");
-  EXPECT_EQ(device.signedIn(second).post("/ws/offer", {}).status, 401);
-  EXPECT_EQ(refresh(second).status, 401);
-}
-
 TEST_F(SignIn, asksOnAPageThatIsGoodForOneDecisionAndRedirectsNowhereElse) {
   EXPECT_THAT(browse(kQuery + kUri),
               AllOf(HasSubstr("text/html"), HasSubstr("X-Frame-Options: DENY"),
