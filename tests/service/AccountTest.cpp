@@ -70,10 +70,12 @@ TEST_F(SignIn, givesTokensForTheRightProofOnlyAndEndsThemWhenTheyWereCopied) {
   for (const auto* name : {"code", "code_verifier", "redirect_uri"})
     EXPECT_THAT(exchange(code(), {{name, kVerifier + "x"}}).refusal(),
                 StartsWith(std::string("400 member \"") + name));
+  EXPECT_EQ(service.control("faults", R"({"access_seconds":60})"), "200 ");
   const std::string stolen = code();
   const json session = exchange(stolen).body, other = exchange(code()).body;
   EXPECT_EQ(exchange(stolen).status, 400);
   const json renewed = refresh(other).body;
+  EXPECT_EQ(renewed.at("expires_in"), 60);
   for (const json& gone : {session, other, renewed}) EXPECT_EQ(refresh(gone).status, 401);
   for (const json& gone : {session, renewed})
     EXPECT_EQ(device.signedIn(gone).post("/ws/offer", {}).status, 401);
