@@ -36,11 +36,27 @@ class AuthTest : public ::testing::Test {
       outcomes.push_back(failure ? description(*failure) : "signed in");
     });
   }
-  /// Signs in as far as the browser's return with `target`.
-  std::shared_ptr<FakeConnection> signInTo(const std::string& target) {
+  /// Signs in as far as the browser, which has been sent away with this state.
+  std::string openBrowser() {
     signIn();
     listeners.last->handlers.ready();
-    return listeners.last->connect("GET " + target + " HTTP/1.1\r\nHost: x\r\n\r\n");
+    return parameter("state");
+  }
+  /// The value of `name` in the URL that the browser was sent to.
+  std::string parameter(const std::string& name) {
+    const std::string& url = workspace.opened.at(workspace.opened.size() - 1);
+    const auto start = url.find(name + "=") + name.size() + 1;
+    return url.substr(start, url.find('&', start) - start);
+  }
+  /// The browser comes back to this.
+  std::shared_ptr<FakeConnection> comeBack(const std::string& target) {
+    return listeners.last->connect("GET " + target + " HTTP/1.1\r\n\r\n");
+  }
+  void comeBackWithACode() { comeBack("/cb?code=c&state=" + parameter("state")); }
+  /// A launch that finds this refresh token.
+  void launchWith(const std::string& token) {
+    keyStore.items[kAccount] = token;
+    auth = std::make_shared<AuthManager>(on(*this, http));
   }
   void refresh() {
     auth->refreshTokens([this](const AuthManager::RefreshResult& result) {
@@ -61,12 +77,6 @@ class AuthTest : public ::testing::Test {
   std::shared_ptr<AuthManager> auth = std::make_shared<AuthManager>(on(*this, http));
 };
 
-/// The value of `name` in the URL that the browser was sent to.
-std::string parameter(const std::string& url, const std::string& name) {
-  const auto start = url.find(name + "=") + name.size() + 1;
-  return url.substr(start, url.find('&', start) - start);
-}
-
 TEST_F(AuthTest, signsInThroughTheBrowser) {
   signIn();
   EXPECT_TRUE(workspace.opened.empty()) << "not before the listener is ready";
@@ -75,12 +85,11 @@ TEST_F(AuthTest, signsInThroughTheBrowser) {
   EXPECT_EQ(url,
             "https://web.example/native/authorize?challenge="
             "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM&state=" +
-                parameter(url, "state") + "&redirect_uri=http://127.0.0.1:40123/cb");
-  EXPECT_EQ(parameter(url, "state").size(), 43u);
+                parameter("state") + "&redirect_uri=http://127.0.0.1:40123/cb");
+  EXPECT_EQ(parameter("state").size(), 43u);
   EXPECT_EQ(crypto.digested.size(), 86u);
-  EXPECT_EQ(parameter(url, "state").find_first_of("+/="), std::string::npos);
-  const auto page = listeners.last->connect("GET /cb?state=" + parameter(url, "state") +
-                                            "&code=a%2Bb HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(parameter("state").find_first_of("+/="), std::string::npos);
+  const auto page = comeBack("/cb?state=" + parameter("state") + "&code=a%2Bb");
   EXPECT_THAT(page->sent, ::testing::HasSubstr("Content-Length: 180\r\n"));
   EXPECT_TRUE(page->cancelled && listeners.last->cancelled);
   EXPECT_TRUE(auth->isSigningIn());
@@ -107,14 +116,11 @@ TEST_F(AuthTest, endsEachBadAttemptOnceAndSaysWhy) {
   listeners.obstacle = "no sockets";
   signIn();
   listeners.obstacle.clear();
-  for (const char* target : {"/cb?code=abc", "/cb?state=x&state=y", "", "/cb?state=%zz"})
-    EXPECT_THAT(signInTo(target)->sent, ::testing::StartsWith("HTTP/1.1 200 OK\r\n"));
-  const auto stateNow = [&] { return parameter(workspace.opened.back(), "state"); };
-  for (const char* code : {"", "&code", "&code="}) {
-    signIn();
-    listeners.last->handlers.ready();
-    listeners.last->connect("GET /cb?state=" + stateNow() + code + " HTTP/1.1\r\n\r\n");
+  for (const char* target : {"/cb?code=abc", "/cb?state=x&state=y", "", "/cb?state=%zz"}) {
+    openBrowser();
+    EXPECT_THAT(comeBack(target)->sent, ::testing::StartsWith("HTTP/1.1 200 OK\r\n"));
   }
+  for (const char* code : {"", "&code", "&code="}) comeBack("/cb?state=" + openBrowser() + code);
   signIn();
   signIn();
   listeners.last->handlers.failed("gone");
@@ -122,11 +128,9 @@ TEST_F(AuthTest, endsEachBadAttemptOnceAndSaysWhy) {
   listeners.last->freePort.reset();
   listeners.last->handlers.ready();
   workspace.works = false;
-  signIn();
-  listeners.last->handlers.ready();
+  openBrowser();
   workspace.works = true;
-  signIn();
-  listeners.last->handlers.ready();
+  openBrowser();
   EXPECT_TRUE(listeners.last->connect(std::nullopt)->cancelled);
   EXPECT_EQ(listeners.last->connect("GET \xff\r\n")->sent, "") << "no text: no reply, no end";
   mainQueue.advance(299.9);
@@ -149,17 +153,14 @@ TEST_F(AuthTest, endsEachBadAttemptOnceAndSaysWhy) {
 
 TEST_F(AuthTest, takesTokensOnlyFromASoundReply) {
   for (const auto& [status, body] : {std::pair(500, "no"), {201, kPair}, {401, "bad code"}}) {
-    signIn();
-    listeners.last->handlers.ready();
-    listeners.last->connect("GET /cb?code=c&state=" + parameter(workspace.opened.back(), "state") +
-                            " HTTP/1.1\r\n\r\n");
+    openBrowser();
+    comeBackWithACode();
     http.reply(kToken, status, body);
   }
   EXPECT_THAT(outcomes, ElementsAre("auth HTTP 500: no", std::string("auth HTTP 201: ") + kPair,
                                     "auth HTTP 401: bad code"));
   outcomes.clear();
-  keyStore.items[kAccount] = "r0";
-  auth = std::make_shared<AuthManager>(on(*this, http));
+  launchWith("r0");
   for (const char* body : {"", "[]", R"({"access_token":"a","refresh_token":"r","user_uuid":7})"}) {
     refresh();
     http.reply(kRefresh, 200, body);
@@ -176,8 +177,7 @@ TEST_F(AuthTest, takesTokensOnlyFromASoundReply) {
 TEST_F(AuthTest, refreshesOnceForAllAndSignsOutWhenRefused) {
   refresh();
   EXPECT_THAT(outcomes, ElementsAre("not signed in"));
-  keyStore.items[kAccount] = "r0";
-  auth = std::make_shared<AuthManager>(on(*this, http));
+  launchWith("r0");
   for (int i = 0; i < 3; ++i) refresh();
   ASSERT_EQ(http.pending.size(), 1u);
   EXPECT_EQ(*http.pending[0].request.body, R"({"refresh_token":"r0"})");
@@ -205,10 +205,8 @@ TEST_F(AuthTest, livesWithAKeyStoreThatIsLockedOrFull) {
   EXPECT_THAT(keyStore.items, IsEmpty());
   keyStore.readStatus = kNoError;
   keyStore.addStatus = errSecNotAvailable;
-  signIn();
-  listeners.last->handlers.ready();
-  listeners.last->connect("GET /cb?code=c&state=" + parameter(workspace.opened.back(), "state") +
-                          " HTTP/1.1\r\n\r\n");
+  openBrowser();
+  comeBackWithACode();
   http.reply(kToken, 200, kPair);
   EXPECT_EQ(auth->storedRefreshToken(), "r1") << "in memory, for this launch";
   auth->signOut();
@@ -256,36 +254,19 @@ TEST_F(AuthTest, callsEveryWaiterOnceWhoeverAsks) {
   EXPECT_LE(threaded.requests, 400);
 }
 
-TEST_F(AuthTest, showsAndLogsWhatTheUserDoes) {
+TEST_F(AuthTest, signsOutAndOpensTheAccountsPage) {
   std::vector<std::string> shown;
   const auto actions = std::make_shared<AccountActions>(
       AccountActions::Dependencies{mainQueue, auth, workspace, "https://web.example"},
-      AccountActions::Callbacks{[&](const std::string& text) { shown.push_back(text); },
-                                [&](const std::string& reason, const std::string& status) {
+      AccountActions::Callbacks{{}, [&](const std::string& reason, const std::string& status) {
                                   shown.push_back(status + " | " + reason);
                                 }});
-  actions->signIn();
-  actions->signIn();
-  mainQueue.run();
-  listeners.last->handlers.ready();
-  listeners.last->connect("GET /cb?code=secret&state=" +
-                          parameter(workspace.opened.back(), "state") + " HTTP/1.1\r\n\r\n");
-  http.reply(kToken, 200, kPair);
-  mainQueue.run();
   actions->signOut();
   actions->manageAccount();
   EXPECT_EQ(workspace.opened.back(), "https://web.example/faceswap");
-  EXPECT_THAT(
-      shown,
-      ElementsAre("Signing in — finish in your browser…", "Signing in — finish in your browser…",
-                  "Sign-in failed — try again",
-                  "Signed in ✓ | signed in — re-mint with authed token",
-                  "Signed out | signed out — account session dropped, re-mint device session"));
-  EXPECT_THAT(log.lines(),
-              ElementsAre("menu: Sign In tapped", "menu: Sign In tapped",
-                          "menu: sign-in failed: loopback listener failed: sign-in already in "
-                          "progress",
-                          "menu: Sign Out tapped", "menu: Manage Account tapped"));
+  EXPECT_THAT(shown, ElementsAre("Signed out | signed out — account session dropped, re-mint "
+                                 "device session"));
+  EXPECT_THAT(log.lines(), ElementsAre("menu: Sign Out tapped", "menu: Manage Account tapped"));
 }
 
 }  // namespace

@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <cstdlib>
 #include <future>
 
 #include "linux/qt/QtHttpClient.h"
 #include "platform/WebSocket.h"
+#include "support/Eventually.h"
 
 namespace quorvex::test {
 
@@ -23,6 +25,14 @@ Result await(std::future<Result> future) {
   if (future.wait_for(std::chrono::seconds(30)) == std::future_status::ready) return future.get();
   ADD_FAILURE() << "nothing came";
   std::abort();
+}
+
+/// Runs this thread's events until `condition` holds; false when it does not in time.
+inline bool comes(const std::function<bool()>& condition) {
+  return eventually([&] {
+    QCoreApplication::processEvents();
+    return condition();
+  });
 }
 
 inline std::future<HttpResult> send(HttpClient& client, const HttpRequest& request) {

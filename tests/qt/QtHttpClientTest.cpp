@@ -33,25 +33,23 @@ TEST_F(QtHttpClientTest, carriesRequestsAndRepliesOfEveryStatusAsTheyAre) {
                                     "Retry-After:  7.5 \r\nWWW-Authenticate: Basic "
                                     "realm=\"x\"\r\nX-Two: a\r\nX-Two: b\r\n",
                                     "what went wrong")));
-    auto request = get(server.url("/ws/offer?a=%2B&b=c"));
-    for (const std::string method : {"GET", "POST"}) {
-      SCOPED_TRACE(method + " " + status);
-      request.method = method;
-      request.headers["Authorization"] = "Bearer t.x";
-      if (method == "POST") request.body = "{\"sdp\":\"v=0\"}";
-      const auto result = exchange(request);
-      ASSERT_EQ(result.error, std::nullopt);
-      EXPECT_EQ(result.status, std::stoi(status));
-      EXPECT_EQ(result.body, "what went wrong");
-      ASSERT_NE(result.header("retry-after"), nullptr);
-      EXPECT_THAT(*result.header("retry-after"), HasSubstr("7.5"));
-      EXPECT_EQ(*result.header("x-two"), "a, b");
-      const auto seen = server.requests().back();
-      EXPECT_THAT(seen, StartsWith(method + " /ws/offer?a=%2B&b=c HTTP/1.1\r\n"));
-      EXPECT_THAT(seen, HasSubstr("\r\nAuthorization: Bearer t.x\r\n"));
-      EXPECT_THAT(seen, HasSubstr("\r\nUser-Agent: quorvex-camera/"));
-      EXPECT_TRUE(seen.ends_with("\r\n\r\n" + request.body.value_or("")));
-    }
+    SCOPED_TRACE(status);
+    const auto result = exchange({"POST",
+                                  server.url("/ws/offer?a=%2B&b=c"),
+                                  {{"Authorization", "Bearer t.x"}},
+                                  "{\"sdp\":\"v=0\"}",
+                                  Seconds{20}});
+    ASSERT_EQ(result.error, std::nullopt);
+    EXPECT_EQ(result.status, std::stoi(status));
+    EXPECT_EQ(result.body, "what went wrong");
+    ASSERT_NE(result.header("retry-after"), nullptr);
+    EXPECT_THAT(*result.header("retry-after"), HasSubstr("7.5"));
+    EXPECT_EQ(*result.header("x-two"), "a, b");
+    const auto seen = server.requests().back();
+    EXPECT_THAT(seen, StartsWith("POST /ws/offer?a=%2B&b=c HTTP/1.1\r\n"));
+    EXPECT_THAT(seen, HasSubstr("\r\nAuthorization: Bearer t.x\r\n"));
+    EXPECT_THAT(seen, HasSubstr("\r\nUser-Agent: quorvex-camera/"));
+    EXPECT_TRUE(seen.ends_with("\r\n\r\n{\"sdp\":\"v=0\"}"));
   }
 }
 
@@ -92,29 +90,25 @@ TEST_F(QtHttpClientTest, endsEveryBrokenReplyInAnErrorThatNamesTheServerAndNoSec
 }
 
 TEST_F(QtHttpClientTest, refusesWhatMustNotBeSent) {
-  for (const auto& [url, why] :
-       {std::pair{"http://service.example/x?token=secret",
-                  "http://service.example refused: without encryption only this machine may be "
-                  "reached; use https://"},
-        {"http://127.0.0.1.service.example/", "without encryption"},
-        {"ftp://service.example/", "must begin with https://"},
-        {"file:///etc/passwd", "not a valid https URL"},
-        {"https://", "not a valid https URL"},
-        {"", "not a valid https URL"},
-        {"https://user:pw@service.example/", "user name"}}) {
-    EXPECT_THAT(refusal(get(url)), HasSubstr(why));
-    EXPECT_THAT(refusal(get(url)), Not(HasSubstr("secret")));
-  }
   RawServer server(says(httpReply("200 OK", "", "{}")));
-  auto request = get(server.url("/"));
-  request.headers["Authorization"] = "Bearer a\r\nX-Forged: 1";
-  EXPECT_EQ(refusal(request),
-            "header Authorization holds a control character, which HTTP does not allow");
-  request.headers = {{"Bad name", "x"}};
-  EXPECT_THAT(refusal(request), HasSubstr("name that HTTP does not allow"));
-  request.headers = {};
-  request.method = "GET / HTTP/1.1\r\nX: y";
-  EXPECT_THAT(refusal(request), HasSubstr("method"));
+  const std::string url = server.url("/");
+  for (const auto& [request, why] : std::initializer_list<std::pair<HttpRequest, const char*>>{
+           {get("http://service.example/x?token=secret"),
+            "http://service.example refused: without encryption only this machine may be "
+            "reached; use https://"},
+           {get("http://127.0.0.1.service.example/"), "without encryption"},
+           {get("ftp://service.example/"), "must begin with https://"},
+           {get("file:///etc/passwd"), "not a valid https URL"},
+           {get("https://"), "not a valid https URL"},
+           {get(""), "not a valid https URL"},
+           {get("https://user:pw@service.example/"), "user name"},
+           {{"GET", url, {{"Authorization", "Bearer secret\r\nX-Forged: 1"}}, {}, Seconds{20}},
+            "header Authorization holds a control character, which HTTP does not allow"},
+           {{"GET", url, {{"Bad name", "x"}}, {}, Seconds{20}}, "name that HTTP does not allow"},
+           {{"GET / HTTP/1.1\r\nX: y", url, {}, {}, Seconds{20}}, "method"}}) {
+    EXPECT_THAT(refusal(request), HasSubstr(why));
+    EXPECT_THAT(refusal(request), Not(HasSubstr("secret")));
+  }
   EXPECT_THAT(server.requests(), IsEmpty());
 }
 

@@ -60,14 +60,11 @@ TEST_F(QtWebSocketClientTest, sendsItsHeadersTheCookiesOfHttpAndTheCodeOfCancelE
   RawServer server(opened([&](Peer& peer, Connection&) {
     boost::beast::flat_buffer heard;
     boost::system::error_code end;
-    peer.read(heard);
-    peer.write(heard.data());
     while (!end) peer.read(heard, end);
     closed.set_value(peer.reason().code);
   }));
   auto task = open(server.url("/ws/status?client_id=c", "ws"));
-  EXPECT_EQ(await(send(*task, "hällo")), std::nullopt);
-  EXPECT_EQ(await(receive(*task)).message->data, "hällo");
+  EXPECT_EQ(await(send(*task, "hello")), std::nullopt);
   auto outstanding = receive(*task);
   task->cancel(1001);
   task.reset();

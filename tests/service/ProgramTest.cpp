@@ -24,12 +24,8 @@ class Program {
   [[nodiscard]] std::string printed() const { return test::contentOf(folder / "output"); }
   [[nodiscard]] std::uint16_t port() const {
     (void)test::eventually([&] { return printed().find('\n') != std::string::npos; });
-    const auto line = nlohmann::json::parse(printed().substr(0, printed().find('\n')));
-    const std::string api = line.at("api"), place = api.substr(4);
-    EXPECT_THAT(place, MatchesRegex("://127.0.0.1:[0-9]+/"));
-    EXPECT_EQ(line.at("web"), api);
-    EXPECT_EQ(line.at("socket"), "ws" + place);
-    return static_cast<std::uint16_t>(std::stoi(place.substr(13)));
+    const std::string text = printed(), before = "http://127.0.0.1:";
+    return static_cast<std::uint16_t>(std::stoi(text.substr(text.find(before) + before.size())));
   }
 
   test::TemporaryFolder folder;
