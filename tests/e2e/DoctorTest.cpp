@@ -17,9 +17,9 @@ using Environment = std::vector<std::string>;
 /// A bus that nobody listens on, so that no key store is started.
 const std::string kNoBus = "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent";
 
-std::map<std::string, std::string> statesIn(const std::string& json) {
+std::map<std::string, std::string> statesIn(const std::string& printed) {
   std::map<std::string, std::string> states;
-  const auto findings = nlohmann::json::parse(json, nullptr, false);
+  const auto findings = nlohmann::json::parse(printed, nullptr, false);
   for (const auto& finding : findings) states[finding.value("check", "")] = finding["state"];
   return states;
 }
