@@ -30,10 +30,14 @@ DriverActivation::DriverActivation(DispatchQueue& main, Wiring callbacks, std::s
       launcher(std::move(rootLauncher)) {}
 
 DriverActivation::~DriverActivation() {
-  if (!process) return;
+  if (!underWay()) return;
   // What waits for the user's password is not ours to kill; ending it here would wait for it.
   process->disconnect();
   (void)process.release();
+}
+
+bool DriverActivation::underWay() const {
+  return process && process->state() != QProcess::NotRunning;
 }
 
 std::vector<std::string> DriverActivation::rootLauncher() {
@@ -53,7 +57,7 @@ void DriverActivation::fail(int code, const std::string& description, const std:
 
 void DriverActivation::submitActivationRequest(
     const std::string&, std::weak_ptr<SystemExtensionRequestDelegate> delegate) {
-  if (process) return;
+  if (underWay()) return;
   using Delegate = SystemExtensionRequestDelegate;
   requester = std::move(delegate);
   const auto asked = requester.lock();
@@ -88,8 +92,6 @@ void DriverActivation::start() {
 void DriverActivation::end(int exitCode) {
   const QString output = QString::fromLocal8Bit(process->readAllStandardError()).simplified();
   const std::string said = output.toStdString();
-  // Not here, where it is the one that calls.
-  process.release()->deleteLater();
   using End = DriverSetup::End;
   const bool finished = exitCode == static_cast<int>(End::done);
   if (finished || exitCode == static_cast<int>(End::afterRestart))

@@ -39,6 +39,7 @@ class DriverActivation : public SystemExtensions {
   using Answer = std::function<void(SystemExtensionRequestDelegate&)>;
 
   [[nodiscard]] static std::vector<std::string> rootLauncher();
+  [[nodiscard]] bool underWay() const;
   void start();
   void end(int exitCode);
   void answer(Answer call);
@@ -49,7 +50,7 @@ class DriverActivation : public SystemExtensions {
   const std::string program;
   const std::vector<std::string> launcher;
   std::weak_ptr<SystemExtensionRequestDelegate> requester;
-  std::unique_ptr<QProcess> process;  ///< while a request is under way
+  std::unique_ptr<QProcess> process;  ///< of the last request
 };
 
 }  // namespace quorvex
