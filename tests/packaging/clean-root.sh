@@ -68,7 +68,8 @@ polkit.addRule(function(action, subject) {
 END_OF_RULE
 sleep 1 # until polkitd has seen the rule
 setup 1 "v4l2loopback, the driver behind the camera, is not installed; run: sudo apt install v4l2loopback-dkms"
-as_user quorvex-camera --headless --camera pattern --seconds 8 2>&1 | tee "$root/said" || true
+# Settings of its own: the one that was started through D-Bus may have been refused meanwhile.
+as_user env XDG_CONFIG_HOME=/home/user/new quorvex-camera --headless --camera pattern --seconds 8 2>&1 | tee "$root/said" || true
 grep -F "Approve in System Settings ›" "$root/said"
 grep -F "Failed: v4l2loopback, the driver behind the camera, is not installed" "$root/said"
 
