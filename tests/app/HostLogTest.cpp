@@ -7,10 +7,8 @@
 #include <regex>
 #include <thread>
 
-#include "fakes/FakeService.h"
 #include "fakes/LogFile.h"
 #include "log/HostLog.h"
-#include "model/AppModel.h"
 
 namespace quorvex {
 namespace {
@@ -47,36 +45,6 @@ TEST(HostLog, dropsItsLinesWhereItCannotWrite) {
   hostLog("a pipe that nobody reads must not hold the host up");
   setHostLogPath("/nonexistent/host.diag");
   hostLog("nor a missing folder");
-}
-
-TEST(AppModel, tellsItsObserversBeforeAFieldChanges) {
-  FakeDefaults defaults;
-  AppModel model(defaults);
-  EXPECT_TRUE(model.needsConsent);
-  std::vector<std::string> seen;
-  auto handle = model.observe([&](const void* field) {
-    if (field == &model.statusText) seen.push_back(model.statusText);
-  });
-  model.statusText = "one";
-  model.paused = true;
-  model.statusText = "two";
-  EXPECT_EQ(seen, (std::vector<std::string>{"Starting…", "one"}));
-  handle.reset();
-  model.statusText = "three";
-  EXPECT_EQ(seen.size(), 2u);
-  model.onReconnect();
-  defaults.setBoolean("rc.consent.v1", true);
-  EXPECT_FALSE(AppModel(defaults).needsConsent);
-}
-
-TEST(AppModel, labelsThePlaceInTheQueue) {
-  AppModel model{FakeDefaults()};
-  model.queueTotal = 12;
-  EXPECT_EQ(model.queueLabel(), "In queue…");
-  model.queuePosition = 3;
-  EXPECT_EQ(model.queueLabel(), "In queue — #3 of 12");
-  model.queueTotal = std::nullopt;
-  EXPECT_EQ(model.queueLabel(), "In queue — #3");
 }
 
 }  // namespace

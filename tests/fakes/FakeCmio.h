@@ -67,10 +67,7 @@ class FakeCmio : public CoreMediaIO {
     return copyStatus;
   }
   OSStatus CMIODeviceStartStream(CMIOObjectID, CMIOObjectID) override { return startStatus; }
-  OSStatus CMIODeviceStopStream(CMIOObjectID, CMIOObjectID) override {
-    ++stops;
-    return kNoError;
-  }
+  OSStatus CMIODeviceStopStream(CMIOObjectID, CMIOObjectID) override { return kNoError; }
 
   std::vector<Device> devices;
   std::function<void()> listener;
@@ -79,7 +76,6 @@ class FakeCmio : public CoreMediaIO {
   CMIOObjectID openedStream = 0;
   OSStatus copyStatus = kNoError;
   OSStatus startStatus = kNoError;
-  int stops = 0;
   bool allowed = false;
 
  private:

@@ -115,31 +115,6 @@ TEST_F(FrameProducerTest, allocatesNothingFromTheEnginesCallbackToTheSinkQueue) 
   EXPECT_EQ(producer->statistics().enqueued, 50u);
 }
 
-TEST_F(FrameProducerTest, rebuildsAStuckSinkThreeTimesThenGivesUpUntilItRecovers) {
-  int wedged = 0, ready = 0;
-  producer->onSinkWedged = [&] { ++wedged; };
-  producer->onSinkReady = [&] { ++ready; };
-  start();
-  stream(1, false);
-  // The device accepts its queue and then nothing more.
-  for (int i = 0; i <= 300; ++i) {
-    cmio.queue->status = -1;
-    stream(0.1, true);
-  }
-  mainQueue.run();
-  EXPECT_EQ(cmio.stops, 3);
-  EXPECT_EQ(wedged, 1);
-  EXPECT_EQ(ready, 4);
-  EXPECT_THAT(log.lines(), Contains(::testing::MatchesRegex(
-                               "sink watchdog: frames arriving but NONE delivered for [0-9.]+s — "
-                               "rebuilding CMIO sink \\(#3/3\\)")));
-  cmio.queue->status = kNoError;
-  stream(2, false);
-  EXPECT_THAT(log.lines(), Contains("sink watchdog: delivery recovered"));
-  queue->advance(60);
-  EXPECT_EQ(cmio.stops, 3) << "a sink that gets no frames is left alone";
-}
-
 TEST_F(FrameProducerTest, connectsNoFurtherThanTheDeviceLets) {
   cmio.copyStatus = -5;
   start();

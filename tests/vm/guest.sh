@@ -8,8 +8,7 @@ mkdir -p $HOME $XDG_RUNTIME_DIR
 camera=/dev/video42
 log=/tmp/quorvexcamera-host.diag
 service=http://127.0.0.1:8899
-export LOAD_V4L2LOOPBACK="insmod /tmp/guest/v4l2loopback.ko devices=1 video_nr=42 exclusive_caps=1 \
-max_buffers=4 'card_label=\"Quorvex Camera\"'"
+load() { insmod v4l2loopback.ko devices=1 video_nr=42 exclusive_caps=1 max_buffers=4 'card_label="Quorvex Camera"'; }
 
 setup=/usr/libexec/quorvex-camera/setup-driver
 # doctor CODE PATTERN: what the host says of the machine, and whether it comes to this.
@@ -42,7 +41,6 @@ within() {
   cat /tmp/tried
 }
 logged() { grep -qF "$1" $log; }
-times() { grep -cF "$1" $log || true; }
 
 # Host and service are nice: two coding sessions fill the machine, and those who look must get on.
 start_host() {
@@ -102,7 +100,7 @@ while read -r module; do
   [ "$module" = vivid.ko ] || insmod "modules/$module"
 done <modules.list
 insmod modules/vivid.ko node_types=0x1 num_inputs=1 input_types=0x0 no_error_inj=0
-sh -c "$LOAD_V4L2LOOPBACK"
+load
 uname -sr
 dmesg | grep -o 'v4l2loopback driver version.*'
 v4l2-ctl --list-devices
@@ -128,22 +126,11 @@ v4l2-ctl -d $camera --list-formats-ext
 echo "of 10 pictures that v4l2-ctl reads $(different) differ"
 within 60 "the picture stands still" moves
 
-step "A reader that comes and goes ten times"
-for i in 1 2 3 4 5 6 7 8 9 10; do
-  frames 3
-  v4l2-ctl -d $camera --stream-mmap --stream-count=1000 >/dev/null 2>&1 &
-  reader=$!
-  sleep 0.4
-  kill -KILL $reader
-  wait $reader 2>/dev/null || true
-done
-shows_session || fail "the pictures are wrong after ten readers"
-
 step "The driver is loaded anew under the running host"
 command_host release
 rmmod v4l2loopback
 v4l2-ctl --list-devices
-sh -c "$LOAD_V4L2LOOPBACK"
+load
 within 60 "the device is not fed again" logged "virtual camera: v4l2loopback is available"
 within 150 "the pictures are wrong" shows_session
 within 60 "no new pictures come" moves
@@ -155,20 +142,6 @@ within 60 "something moves without a session" stands
 shows_session || fail "the pictures are wrong without a session"
 stop_host
 tail -5 /tmp/host.out
-
-step "No device in the list"
-rmmod v4l2loopback
-start_host
-within 60 "the miss is not reported" logged "device absent after 8 tries → activation needed"
-[ "$(times 'virtual camera Quorvex Camera NOT found among 0 devices')" = 8 ] || fail "other than 8 looks"
-sleep 2
-[ "$(times 'connectToSink: attempting')" = 8 ] || fail "the search has not ended"
-sh -c "$LOAD_V4L2LOOPBACK"
-within 60 "the device that has come is not taken" logged "sink connected; ready for swapped frames"
-[ "$(times 'activation needed')" = 1 ] || fail "the miss is reported again"
-frames 3
-stop_host
-grep -E "v4l2loopback|visible|attempt 1|NOT found|absent|device-list|sink" $log | cut -d' ' -f2-
 
 step "A device of one stream: another program feeds it"
 ffmpeg -nostdin -v error -re -f lavfi -i testsrc=s=640x480:r=5 -pix_fmt yuyv422 -f v4l2 $camera &
@@ -199,7 +172,7 @@ frames 5
 stop_host
 camera=/dev/video42
 rmmod v4l2loopback
-sh -c "$LOAD_V4L2LOOPBACK"
+load
 
 step "The camera is set up: the driver is not installed"
 rmmod v4l2loopback
@@ -279,7 +252,7 @@ rmmod v4l2loopback
 modprobe v4l2loopback
 v4l2-ctl --list-devices
 rmmod v4l2loopback
-sh -c "$LOAD_V4L2LOOPBACK"
+load
 
 step "Compatibility format"
 mkdir -p $HOME/.config/quorvex-camera
