@@ -4,7 +4,6 @@
 #include <atomic>
 #include <thread>
 
-#include "auth/AccountActions.h"
 #include "auth/AuthManager.h"
 #include "auth/RedirectRequest.h"
 #include "fakes/FakeAccount.h"
@@ -252,21 +251,6 @@ TEST_F(AuthTest, callsEveryWaiterOnceWhoeverAsks) {
   threaded.threads.clear();
   EXPECT_EQ(told, 400);
   EXPECT_LE(threaded.requests, 400);
-}
-
-TEST_F(AuthTest, signsOutAndOpensTheAccountsPage) {
-  std::vector<std::string> shown;
-  const auto actions = std::make_shared<AccountActions>(
-      AccountActions::Dependencies{mainQueue, auth, workspace, "https://web.example"},
-      AccountActions::Callbacks{{}, [&](const std::string& reason, const std::string& status) {
-                                  shown.push_back(status + " | " + reason);
-                                }});
-  actions->signOut();
-  actions->manageAccount();
-  EXPECT_EQ(workspace.opened.back(), "https://web.example/faceswap");
-  EXPECT_THAT(shown, ElementsAre("Signed out | signed out — account session dropped, re-mint "
-                                 "device session"));
-  EXPECT_THAT(log.lines(), ElementsAre("menu: Sign Out tapped", "menu: Manage Account tapped"));
 }
 
 }  // namespace

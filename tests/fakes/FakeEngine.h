@@ -55,7 +55,7 @@ class FakePeer : public RtcPeerConnection {
   void setRemoteDescription(const RtcSessionDescription& description,
                             SetCompletion completion) override {
     remote = description;
-    completion(remoteError);
+    completion({});
   }
   void close() override { closed = true; }
 
@@ -67,7 +67,7 @@ class FakePeer : public RtcPeerConnection {
   std::shared_ptr<FakeSender> sender = std::make_shared<FakeSender>();
   bool offers = true;  ///< answers an offer request at once
   DescriptionCompletion offerDone;
-  std::optional<std::string> localError, remoteError;
+  std::optional<std::string> localError;
   std::optional<RtcSessionDescription> remote;
   bool closed = false;
 };

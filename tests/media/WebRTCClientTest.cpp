@@ -65,19 +65,6 @@ TEST_F(WebRTCClientTest, neverCapturesItsOwnCameraAndTriesAgainLater) {
                                        "webrtc: camera startCapture failed: busy"}));
 }
 
-TEST_F(WebRTCClientTest, remembersTheBitrateButNotTheFrameRate) {
-  client->setMaxBitrate(1'500'000);
-  client->setMaxFramerate(15);
-  client->createPeerConnection({});
-  EXPECT_EQ(engine.last().sender->current.encodings[0].maxBitrateBps, 1'500'000);
-  EXPECT_FALSE(engine.last().sender->current.encodings[0].maxFramerate);
-  client->setMaxFramerate(60);
-  EXPECT_EQ(engine.last().sender->current.encodings[0].maxFramerate, 30);
-  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf(
-                               {"webrtc: maxBitrate set to 1500 kbps",
-                                "webrtc: maxFramerate set to 30 fps (server fps_suggestion)"}));
-}
-
 TEST_F(WebRTCClientTest, replacesAConnectionAndHearsNoMoreOfTheOldOne) {
   client->createPeerConnection({});
   const auto first = engine.peers.back();
@@ -101,7 +88,10 @@ TEST_F(WebRTCClientTest, saysWhyThereIsNoOffer) {
     client->createOffer([&](const auto& sdp) { outcomes.push_back(sdp.has_value()); });
     queue.run();
   };
+  engine.refuses = true;
+  client->createPeerConnection({});
   offer();
+  engine.refuses = false;
   client->createPeerConnection({});
   offer();
   engine.last().localError = "bad state";
@@ -111,7 +101,8 @@ TEST_F(WebRTCClientTest, saysWhyThereIsNoOffer) {
   engine.last().offerDone(std::nullopt, "no codec");
   queue.run();
   EXPECT_THAT(outcomes, ElementsAre(false, true, false, false));
-  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"webrtc: setLocalDescription failed: bad state",
+  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"webrtc: failed to create peer connection",
+                                                    "webrtc: setLocalDescription failed: bad state",
                                                     "webrtc: createOffer failed: no codec"}));
 }
 

@@ -157,23 +157,6 @@ frames 3
 stop_host
 grep -E "streams|Another" /tmp/host.out | sort | uniq -c
 
-step "A driver that is loaded without our options"
-rmmod v4l2loopback
-insmod v4l2loopback.ko 'card_label="Quorvex Camera"'
-camera=$(echo /sys/class/video4linux/*/name | xargs grep -l "Quorvex Camera" | sed 's|.*/\(video.*\)/name|/dev/\1|')
-v4l2-ctl -d $camera --info | grep -A5 "Device Caps"
-refusal=$(bin/quorvex-camera --headless --camera $camera 2>&1) && fail "the host takes its own camera"
-echo "$refusal"
-[ "$refusal" = "quorvex-camera: $camera is the virtual camera itself: name a webcam" ] ||
-  fail "the refusal says something else"
-start_host --virtual-camera v4l2
-within 60 "the device is not fed" logged "virtual camera: v4l2loopback is available"
-frames 5
-stop_host
-camera=/dev/video42
-rmmod v4l2loopback
-load
-
 step "The camera is set up: the driver is not installed"
 rmmod v4l2loopback
 nice bin/quorvex-service --port 8899 >/dev/null 2>&1 &
@@ -233,6 +216,10 @@ nice bin/quorvex-camera --headless --camera pattern --virtual-camera v4l2 >/dev/
 host=$!
 within 60 "the device is not fed" logged "virtual camera: v4l2loopback is available"
 doctor 0 "✗ V4L2 listing .*exclusive_caps"
+frames 5
+refusal=$(bin/quorvex-camera --headless --camera $camera 2>&1) && fail "the host takes its own camera"
+[ "$refusal" = "quorvex-camera: $camera is the virtual camera itself: name a webcam" ] ||
+  fail "the refusal is: $refusal"
 refusal=$($setup install 2>&1) && fail "a driver that is in use is replaced"
 echo "$refusal"
 [[ $refusal == "v4l2loopback is in use with other options (quorvex-camera, process $host); close the "* ]] ||
