@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what scripts/packages.txt lists for the given purposes ("run", "test") and is not there
+# Installs what scripts/packages.txt lists for the given purposes ("run", "test", "vm") and is not there
 # yet. Says what it does; does nothing when nothing is missing.
 set -euo pipefail
 list="$(dirname "$0")/packages.txt"

@@ -14,7 +14,7 @@ esac
 step() { printf '\n== %s (%d s)\n' "$1" "$SECONDS"; }
 jobs=$(nproc)
 
-scripts/install-packages.sh run test
+scripts/install-packages.sh run test ${1:+vm}
 
 step "Format"
 find src ui service tests bench \( -name '*.h' -o -name '*.cpp' \) -print0 |
@@ -49,6 +49,7 @@ if [ "${1:-}" = --vm ]; then
 
   step "The package in a new Debian"
   cmake --build --preset release --target deb >/dev/null
+  lintian --allow-root --fail-on error build/release/package/*.deb
   $([ "$(id -u)" -eq 0 ] || echo sudo) tests/packaging/clean-root.sh build/release/package/*.deb
 fi
 

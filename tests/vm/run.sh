@@ -13,7 +13,7 @@ cd build/vm
 
 die() { echo "tests/vm/run.sh: $*" >&2; exit 1; }
 for tool in qemu-system-x86_64 busybox cpio modprobe make gcc v4l2-ctl ffmpeg socat; do
-  command -v $tool >/dev/null || die "$tool is missing: scripts/install-packages.sh run test"
+  command -v $tool >/dev/null || die "$tool is missing: scripts/install-packages.sh run test vm"
 done
 programs="quorvex-camera quorvex-service setup-driver camera_vm_tests vcam_vm_tests"
 for program in $programs; do
