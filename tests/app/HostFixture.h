@@ -57,24 +57,22 @@ class HostTest : public ::testing::Test {
     sockets.last().say(kIdentity);
     settle();
   }
-  void offerReply(int status, const std::string& body,
-                  std::map<std::string, std::string> headers = {}) {
-    http.reply("ws/offer", status, body, std::move(headers));
+  void answerOffer(const std::string& body) {
+    http.reply("ws/offer", 200, body);
     settle();
   }
   void goLive() {
     connect();
     identify();
-    offerReply(200, R"({"sdp":"answer-sdp"})");
+    answerOffer(R"({"sdp":"answer-sdp"})");
     track = std::make_shared<FakeTrack>("swapped");
     engine.last().observer.lock()->didAddReceiver({track});
     settle();
   }
-  void frame(int width = 1280, int height = 720) {
-    std::vector<std::uint8_t> grey(static_cast<std::size_t>(width) * height, 90);
-    const RtcVideoFrame received{.pixelBuffer = {},
-                                 .i420 = {width, height, grey.data(), grey.data(), grey.data(),
-                                          width, (width + 1) / 2, (width + 1) / 2}};
+  void frame() {
+    const std::vector<std::uint8_t> grey(64 * 36, 90);
+    const RtcVideoFrame received{
+        .pixelBuffer = {}, .i420 = {64, 36, grey.data(), grey.data(), grey.data(), 64, 32, 32}};
     track->renderers.at(0)->renderFrame(&received);
     settle();
   }

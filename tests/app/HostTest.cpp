@@ -76,7 +76,7 @@ TEST_F(HostTest, dropsWhatASupersededSessionStillSays) {
   connect();
   identify();
   host->appModel().onCancelQueue();
-  offerReply(200, R"({"sdp":"late"})");
+  answerOffer(R"({"sdp":"late"})");
   EXPECT_FALSE(engine.last().remote);
   EXPECT_THAT(
       log.lines(),
@@ -279,7 +279,7 @@ TEST_F(HostTest, theStatusMenuShowsAccountFaceAndEnhancementAsOfTheLastStatus) {
   connect();
   identify();
   const int built = windows.statusMenusBuilt;
-  offerReply(200, R"({"status":"queued","queue_position":4})");
+  answerOffer(R"({"status":"queued","queue_position":4})");
   EXPECT_EQ(lines().front(), "(Quorvex Camera — In queue — #4");
   EXPECT_EQ(status(), "In queue — #4");
   EXPECT_EQ(windows.statusMenusBuilt, built) << "a place in the queue only renames the first line";

@@ -103,7 +103,7 @@ TEST_F(FacesTest, logsHowTheUserSteersTheSwapAndStaysLockedThroughARestart) {
   auto& model = host->appModel();
   for (const auto* control : {&model.onTogglePause, &model.onClearLock, &model.onToggleHD,
                               &model.onToggleFlip, &model.onCalibrate, &model.onToggleEnhance}) {
-    frame(64, 36);
+    frame();
     (*control)();
   }
   EXPECT_EQ(status(), "Applying enhance… (~5s)");

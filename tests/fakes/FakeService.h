@@ -37,9 +37,8 @@ class FakeHttp : public HttpClient {
     return taken;
   }
 
-  void reply(const std::string& path, int status, std::optional<std::string> body,
-             std::map<std::string, std::string> headers = {}) {
-    take(path).completion({std::nullopt, status, std::move(headers), std::move(body)});
+  void reply(const std::string& path, int status, std::optional<std::string> body) {
+    take(path).completion({std::nullopt, status, {}, std::move(body)});
   }
   void fail(const std::string& path, const std::string& error) {
     take(path).completion({error, 0, {}, std::nullopt});
