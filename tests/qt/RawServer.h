@@ -24,7 +24,18 @@ class RawServer {
         : server(owner), socket(std::move(accepted)) {}
 
     /// One request, its body too when it has a Content-Length.
-    std::string request();
+    std::string request() {
+      std::string text;
+      const auto bytes = boost::asio::dynamic_buffer(text);
+      boost::system::error_code gone;
+      auto end = boost::asio::read_until(socket, bytes, "\r\n\r\n", gone);
+      const auto at = text.find("Content-Length: ");
+      if (at < end) end += std::stoul(&text[at + 16]);
+      if (end > text.size())
+        boost::asio::read(socket, bytes, boost::asio::transfer_exactly(end - text.size()), gone);
+      const std::lock_guard hold(server.mutex);
+      return server.read.emplace_back(text);
+    }
     /// False once the other side is gone.
     bool write(const std::string& bytes) {
       boost::system::error_code gone;
@@ -35,11 +46,6 @@ class RawServer {
     void waitForEnd() {
       boost::system::error_code gone;
       for (char bytes[4096]; !gone;) (void)socket.read_some(boost::asio::buffer(bytes), gone);
-    }
-    /// Ends the connection at once, as a crash of the machine would.
-    void reset() {
-      const sockaddr nowhere{AF_UNSPEC, {}};
-      ::connect(socket.native_handle(), &nowhere, sizeof nowhere);
     }
     void end() { ::shutdown(socket.native_handle(), SHUT_RDWR); }
 
@@ -78,23 +84,12 @@ class RawServer {
   std::jthread thread;
 };
 
-inline std::string RawServer::Connection::request() {
-  std::string text;
-  boost::system::error_code gone;
-  auto end = boost::asio::read_until(socket, boost::asio::dynamic_buffer(text), "\r\n\r\n", gone);
-  if (const auto at = text.find("Content-Length: "); at < end) end += std::stoul(&text[at + 16]);
-  if (end > text.size())
-    boost::asio::read(socket, boost::asio::dynamic_buffer(text),
-                      boost::asio::transfer_exactly(end - text.size()), gone);
-  const std::lock_guard hold(server.mutex);
-  return server.read.emplace_back(text);
-}
-
-/// Takes a request, says this and ends the connection.
-inline RawServer::Serve says(const std::string& bytes) {
-  return [bytes](RawServer::Connection& connection) {
+/// Takes a request, says this, then `more` until nobody listens, and ends the connection.
+inline RawServer::Serve says(const std::string& bytes, const std::string& more = {}) {
+  return [bytes, more](RawServer::Connection& connection) {
     connection.request();
     connection.write(bytes);
+    while (!more.empty() && connection.write(more)) continue;
   };
 }
 /// Takes a request, says this and then no more.
@@ -102,13 +97,6 @@ inline RawServer::Serve saysAndStops(const std::string& bytes) {
   return [speak = says(bytes)](RawServer::Connection& connection) {
     speak(connection);
     connection.waitForEnd();
-  };
-}
-/// Takes a request, says this and then `more` until nobody listens.
-inline RawServer::Serve saysWithoutEnd(const std::string& bytes, const std::string& more) {
-  return [speak = says(bytes), more](RawServer::Connection& connection) {
-    speak(connection);
-    while (connection.write(more)) continue;
   };
 }
 
