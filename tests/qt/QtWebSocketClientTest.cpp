@@ -98,7 +98,7 @@ TEST_F(QtWebSocketClientTest, endsEveryRefusedOrBrokenOpeningInAnError) {
     const char* error = "";
   } openings[] = {{"refuses", saysAndStops(httpReply("401 Unauthorized", "", "")), "401"},
                   {"garbage", saysAndStops("\x01\xff what\r\n\r\n")},
-                  {"closes", says(""), "the connection was closed"},
+                  {"closes", says(""), "closed the connection"},
                   {"hangs", saysAndStops(""), "did not answer in time"},
                   {"endless", says("HTTP/1.1 101 Switching\r\n",
                                    "X-Filler: " + std::string(9000, 'x') + "\r\n")}};
