@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -34,8 +33,12 @@ class PipeWireCameraTest : public ::testing::Test {
                          "!", "filesink", "location=" + file},
                         "gstreamer1.0-tools, and its source with gstreamer1.0-pipewire",
                         file + ".log", pipeWire.environment());
-    EXPECT_EQ(reader.exitCode(), 0) << std::ifstream(file + ".log").rdbuf();
-    auto numbers = TestPictures::numbersIn(file, format);
+    EXPECT_EQ(reader.exitCode(), 0) << contentOf(file + ".log");
+    const std::string read = contentOf(file);
+    const auto size = static_cast<std::ptrdiff_t>(rawVideoBytes(format));
+    std::vector<int> numbers;
+    for (auto frame = read.begin(); read.end() - frame >= size; frame += size)
+      numbers.push_back(TestPictures::numberIn({frame, frame + size}, format));
     if (!numbers.empty() && numbers[0] == TestPictures::kGrey) numbers.erase(numbers.begin());
     return numbers;
   }
@@ -59,12 +62,12 @@ TEST_F(PipeWireCameraTest, reachesReadersOfEachFormatPixelByPixelAndInOrder) {
                                                                  {RawVideoFormat::yuy2, "YUY2"}};
   for (const auto& [format, caps] : kOffered) {
     SCOPED_TRACE(caps);
-    const auto numbers = numbersRead(format, caps, 20);
+    const auto numbers = numbersRead(format, caps, 10);
     EXPECT_THAT(numbers, Each(Lt(TestPictures::kNumbers)));
     const auto goesBack = [](int one, int next) { return (next - one + 220) % 220 > 110; };
     EXPECT_EQ(std::ranges::adjacent_find(numbers, goesBack), numbers.end());
     // A busy machine may lose some on the way, but a camera that stammers is none.
-    EXPECT_GE(std::set(numbers.begin(), numbers.end()).size(), 15u);
+    EXPECT_GE(std::set(numbers.begin(), numbers.end()).size(), 7u);
   }
 }
 
@@ -72,8 +75,7 @@ TEST_F(PipeWireCameraTest, isListedAsACameraKnowsItsReadersAndRepeatsThePictureF
   const std::string file = pipeWire.folder / "dump";
   ChildProcess dump({"pw-dump", "quorvex_camera"}, "pipewire-bin", file, pipeWire.environment());
   ASSERT_EQ(dump.exitCode(), 0);
-  std::ifstream text(file);
-  const auto properties = nlohmann::json::parse(text, nullptr, false).at(0)["info"]["props"];
+  const auto properties = nlohmann::json::parse(contentOf(file)).at(0)["info"]["props"];
   EXPECT_EQ(properties["media.class"], "Video/Source");
   EXPECT_EQ(properties["media.role"], "Camera");
   EXPECT_EQ(properties["node.description"], "Quorvex Camera");
@@ -82,17 +84,6 @@ TEST_F(PipeWireCameraTest, isListedAsACameraKnowsItsReadersAndRepeatsThePictureF
   EXPECT_TRUE(eventually([&] { return camera.watched(); }));
   EXPECT_THAT(reading.get(), ElementsAre(TestPictures::kGrey, TestPictures::kGrey));
   EXPECT_TRUE(eventually([&] { return !camera.watched(); }));
-}
-
-TEST(PipeWireCamera, saysWhereNoDaemonAnswersAndWhatMendsIt) {
-  const TemporaryFolder folder;
-  PipeWireCamera camera(folder / "pipewire-0");
-  camera.deliver(*TestPictures().sample(0));
-  ASSERT_TRUE(eventually([&] { return camera.whyUnavailable()->starts_with("PipeWire"); }));
-  EXPECT_EQ(*camera.whyUnavailable(),
-            "PipeWire does not answer at " + (folder / "pipewire-0") +
-                " (No such file or directory): start it with `systemctl --user start pipewire "
-                "wireplumber`, or use --virtual-camera embedded");
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <vector>
 
@@ -44,17 +42,6 @@ class TestPictures {
     for (int number = kGrey; number < kNumbers; ++number)
       if (value(0, 0, 0, number) == frame[0] && frame == bytes(number, format)) return number;
     return kGarbled;
-  }
-
-  /// Of all the pictures in a file, one after the other.
-  [[nodiscard]] static std::vector<int> numbersIn(const std::string& path, RawVideoFormat format) {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<int> numbers;
-    for (Bytes frame(rawVideoBytes(format)); file.peek() != EOF;) {
-      file.read(reinterpret_cast<char*>(frame.data()), static_cast<std::streamsize>(frame.size()));
-      numbers.push_back(file ? numberIn(frame, format) : kGarbled);
-    }
-    return numbers;
   }
 
  private:
