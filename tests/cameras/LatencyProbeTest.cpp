@@ -1,7 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 
+#include "fakes/Pictures.h"
 #include "linux/cameras/FrameStamp.h"
 #include "linux/cameras/LatencyProbe.h"
 
@@ -13,10 +12,7 @@ constexpr std::int64_t kMs = 1'000'000;
 PixelBufferRef delivered(std::uint32_t number) {
   I420Picture picture(640, 360);
   paintFrameStamp(number, picture);
-  PixelBufferPoolRef pool;
-  PixelBufferRef made;
-  EXPECT_EQ(CVPixelBufferPoolCreate({.width = 640, .height = 360}, &pool), kNoError);
-  EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(pool, &made), kNoError);
+  PixelBufferRef made = makeBuffer(640, 360);
   for (int y = 0; y < 360; ++y)
     std::copy_n(picture.y() + y * 640, 640,
                 made->baseAddressOfPlane(0) + y * made->bytesPerRowOfPlane(0));

@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 
 #include "cameras/CaughtFrames.h"
 #include "linux/cameras/PatternPainter.h"
@@ -18,20 +17,15 @@ namespace {
 
 TEST(V4l2Camera, saysWhyAPathIsNoCameraAndLogsItOnce) {
   const test::TemporaryFolder folder;
-  std::ofstream(folder / "file") << "no camera";
   ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
   const std::string none = " is no video device: name one like /dev/video0";
-  for (const auto& [path, why] : {std::pair{folder / "file", none},
-                                  {folder / "fifo", none},
-                                  {folder / "", none},
+  for (const auto& [path, why] : {std::pair{folder / "fifo", none},
                                   {"/dev/null", none},
                                   {"/dev/video987", " is not there: plug the camera in"}}) {
     EXPECT_EQ(V4l2Camera::problemWith(path), path + why);
     CaughtFrames caught;
     V4l2Camera camera(caught.log(), path);
-    EXPECT_TRUE(camera.captureDevices().empty());
-    EXPECT_TRUE(camera.captureDevices().empty());
-    EXPECT_TRUE(camera.supportedFormats({path, "file"}).empty());
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(camera.captureDevices().empty());
     EXPECT_EQ(caught.waitForLines(0), std::vector{path + why});
     EXPECT_EQ(caught.start(camera, {path, "Gone"}, {1280, 720, V4L2_PIX_FMT_YUYV, {}}), path + why);
   }
@@ -45,8 +39,8 @@ std::vector<std::uint8_t> converted(const I420Picture& picture, const std::strin
   const std::string command = "cd " + (folder / "") + " && ffmpeg -v error -f rawvideo -s " +
                               std::to_string(picture.width) + "x360 -i in " + format + " out";
   EXPECT_EQ(std::system(command.c_str()), 0) << "is ffmpeg installed?";
-  std::ifstream file(folder / "out", std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  const std::string out = test::contentOf(folder / "out");
+  return {out.begin(), out.end()};
 }
 
 double likeness(const I420View& one, const I420View& two) {
@@ -90,8 +84,7 @@ TEST(V4l2Pixels, decodesJpegAndRefusesDamagedOnes) {
   };
   EXPECT_TRUE(decode(jpeg.size(), picture));
   EXPECT_GT(likeness(original.view(), picture.view()), 25);
-  for (const std::size_t cut : {jpeg.size() / 2, std::size_t{0}})
-    EXPECT_FALSE(decode(cut, picture));
+  EXPECT_FALSE(decode(jpeg.size() / 2, picture));
   EXPECT_FALSE(decode(jpeg.size(), larger)) << "of another size";
 }
 
