@@ -23,7 +23,7 @@ Findings allWell() {
           {"tray", "Tray", note, "none", "Install one"}};
 }
 
-/// The state of the finding of that name, and its mend; "none" when there is no such finding.
+/// The state of the finding of that name, and its text; "none" when there is no such finding.
 std::string told(const Findings& findings, const std::string& check) {
   const auto found = std::ranges::find(findings, check, &Finding::check);
   if (found == findings.end()) return "none";
@@ -44,24 +44,19 @@ TEST(Doctor, tellsEachStateToPeopleAndPrograms) {
             "– Tray          none\n"
             "                → Install one\n"
             "\nSwapped pictures can reach other programs.\n");
-  const auto json = nlohmann::json::parse(asJson(findings));
-  ASSERT_EQ(json.size(), findings.size());
-  EXPECT_EQ(json[0]["state"], "ok");
-  EXPECT_EQ(json[5]["state"], "note");
-  EXPECT_EQ(json[1], nlohmann::json({{"check", "v4l2-camera"},
-                                     {"title", "V4L2 camera"},
-                                     {"state", "problem"},
-                                     {"text", "no device"},
-                                     {"mend", "Load it"}}));
+  EXPECT_EQ(nlohmann::json::parse(asJson(findings)).at(1), nlohmann::json({{"check", "v4l2-camera"},
+                                                                           {"title", "V4L2 camera"},
+                                                                           {"state", "problem"},
+                                                                           {"text", "no device"},
+                                                                           {"mend", "Load it"}}));
 }
 
 TEST(Doctor, seesPicturesPassWithAWebcamTheServiceAndOneOutput) {
-  const std::pair<std::vector<int>, bool> kCases[] = {{{}, true},      {{1}, true},  {{2}, true},
-                                                      {{1, 2}, false}, {{0}, false}, {{3}, false},
-                                                      {{4}, false}};
+  const std::pair<std::vector<std::size_t>, bool> kCases[] = {
+      {{1}, true}, {{2}, true}, {{1, 2}, false}, {{0}, false}, {{3}, false}, {{4}, false}};
   for (const auto& [closed, passes] : kCases) {
     Findings findings = allWell();
-    for (const int one : closed) findings[one].state = problem;
+    for (const auto one : closed) findings[one].state = problem;
     EXPECT_EQ(picturesCanPass(findings), passes) << asText(findings);
   }
   EXPECT_FALSE(picturesCanPass({}));
@@ -70,12 +65,10 @@ TEST(Doctor, seesPicturesPassWithAWebcamTheServiceAndOneOutput) {
 TEST(Doctor, namesWhatDoesNotAnswerAndShowsNoPassword) {
   std::promise<void> release;
   const auto released = release.get_future().share();
+  const Findings web{{"web", "Web", ok, "at https://me:secret@a/\033[2J", ""}};
   const auto [findings, complete] =
       examine({{"stuck", "Stuck", [released] { return released.wait(), Findings{}; }},
-               {"web", "Web",
-                [] {
-                  return Findings{{"web", "Web", ok, "at https://me:secret@a/\033[2J", ""}};
-                }}},
+               {"web", "Web", [web] { return web; }}},
               milliseconds(200));
   release.set_value();
   EXPECT_FALSE(complete);
@@ -84,30 +77,17 @@ TEST(Doctor, namesWhatDoesNotAnswerAndShowsNoPassword) {
 }
 
 TEST(Doctor, knowsTheStatesOfTheDriver) {
-  LoopbackModule missing, built, foreign, plain, well;
-  missing.source = true;
-  missing.kernel = "6.1";
-  missing.distribution = "debian";
-  built.built = true;
-  foreign.loaded = true;
-  foreign.version = "0.12.7";
-  plain = foreign;
+  LoopbackModule built, foreign, plain, well;
+  built.built = foreign.loaded = plain.loaded = well.loaded = true;
   plain.device = {"/dev/video97", false};
-  well = plain;
-  well.device->exclusive = true;
-  struct Case {
-    const LoopbackModule& module;
-    const char *driver, *camera, *listing;
-  };
-  const Case kCases[] = {
-      {missing, "problem v4l2loopback is not built for the kernel 6.1, whose headers are missing",
-       "none", "none"},
+  well.device = {"/dev/video97", true};
+  const std::tuple<LoopbackModule, const char*, const char*, const char*> kCases[] = {
       {built, "problem v4l2loopback is installed but not loaded", "none", "none"},
-      {foreign, "ok v4l2loopback 0.12.7 is loaded",
-       "problem the driver has no device named \"Quorvex Camera\"", "none"},
-      {plain, "ok v4l2loopback 0.12.7 is loaded", "ok /dev/video97",
+      {foreign, "ok v4l2loopback", "problem the driver has no device named \"Quorvex Camera\"",
+       "none"},
+      {plain, "ok v4l2loopback", "ok /dev/video97",
        "problem browsers and others leave it out, as it has no exclusive_caps"},
-      {well, "ok v4l2loopback 0.12.7 is loaded", "ok /dev/video97",
+      {well, "ok v4l2loopback", "ok /dev/video97",
        "ok programs list it while Quorvex Camera runs"}};
   for (const auto& [module, driver, camera, listing] : kCases) {
     const auto findings = driverFindings(module);
@@ -115,8 +95,6 @@ TEST(Doctor, knowsTheStatesOfTheDriver) {
     EXPECT_EQ(told(findings, "v4l2-camera"), camera);
     EXPECT_EQ(told(findings, "v4l2-listing"), listing);
   }
-  EXPECT_EQ(driverFindings(missing)[1].mend,
-            "Run: sudo apt install linux-headers-6.1, then choose Re-install extension");
 }
 
 }  // namespace
