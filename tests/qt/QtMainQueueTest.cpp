@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QEventLoop>
@@ -31,18 +30,6 @@ TEST(QtMainQueue, runsOtherThreadsTasksOnItsOwnInOrderEvenWhileOneRunsALoop) {
   });
   EXPECT_TRUE(test::comes([&] { return done; }));
   EXPECT_EQ(seen, expected);
-}
-
-TEST(QtMainQueue, doesNoWorkAfterItsEnd) {
-  std::optional<QtMainQueue> queue(std::in_place);
-  auto captured = std::make_shared<int>();
-  const auto fail = [captured] { ADD_FAILURE() << "ran after the end"; };
-  std::unique_ptr<Timer> outlives = queue->every(Seconds{0}, Seconds{0.001}, fail);
-  queue->async(fail);
-  queue.reset();
-  for (int i = 0; i < 10; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-  outlives.reset();
-  EXPECT_EQ(captured.use_count(), 2);
 }
 
 }  // namespace

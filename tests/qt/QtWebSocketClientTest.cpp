@@ -15,17 +15,16 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
-using Connection = RawServer::Connection;
 using Peer = boost::beast::websocket::stream<boost::asio::ip::tcp::socket&>;
 
 constexpr std::size_t kLimit = 8 << 20;
 
 /// Opens the WebSocket as a service should and does the rest as told.
-RawServer::Serve opened(const std::function<void(Peer&, Connection&)>& serve) {
-  return [serve](Connection& connection) {
-    Peer peer(connection.socket);
-    peer.accept(boost::asio::buffer(connection.request()));
-    serve(peer, connection);
+RawServer::Serve opened(const std::function<void(Peer&, RawServer&)>& serve) {
+  return [serve](RawServer& server) {
+    Peer peer(server.client);
+    peer.accept(boost::asio::buffer(server.request()));
+    serve(peer, server);
   };
 }
 
@@ -53,7 +52,7 @@ TEST_F(QtWebSocketClientTest, sendsItsHeadersTheCookiesOfHttpAndTheCodeOfCancelE
   EXPECT_THAT(http.requests().at(1), HasSubstr("\r\nCookie: lb=node7\r\n"));
 
   std::promise<int> closed;
-  RawServer server(opened([&](Peer& peer, Connection&) {
+  RawServer server(opened([&](Peer& peer, RawServer&) {
     boost::beast::flat_buffer heard;
     boost::system::error_code end;
     while (!end) peer.read(heard, end);
@@ -77,7 +76,7 @@ TEST_F(QtWebSocketClientTest, boundsWhatAPeerCanMakeItHold) {
     int code;
   } kCases[] = {{1, kLimit, 1000}, {1, kLimit + 1, 1009}, {257, 1, 1008}, {3, kLimit, 1008}};
   for (const auto& [count, size, code] : kCases) {
-    RawServer server(opened([count = count, size = size](Peer& peer, Connection&) {
+    RawServer server(opened([count = count, size = size](Peer& peer, RawServer&) {
       boost::system::error_code end;
       const std::string text(size, 'x');
       for (std::size_t i = 0; i < count && !end; ++i) peer.write(boost::asio::buffer(text), end);
@@ -133,7 +132,7 @@ TEST_F(QtWebSocketClientTest, endsEveryCloseAndBrokenFrameInACodeTheHostActsOn) 
       {"vanishes", "", 1006, "was lost"}};
   for (const auto& [name, frames, code, error] : kCases) {
     SCOPED_TRACE(name);
-    RawServer server(opened([&bytes = frames](Peer&, Connection& connection) {
+    RawServer server(opened([&bytes = frames](Peer&, RawServer& connection) {
       connection.write(bytes);
       if (!bytes.empty()) connection.waitForEnd();
     }));
