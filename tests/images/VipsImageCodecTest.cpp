@@ -164,10 +164,8 @@ TEST_F(VipsImageCodecTest, standsEveryPictureUpright) {
   };
   QuadrantPicture picture;
   vips_image_set_int(picture.get(), VIPS_META_ORIENTATION, 6);
-  for (const char* name : {"a.jpg", "a.webp", "a.tif"}) {
-    save(picture, name);
-    expectPicture(48, 64, upright("2031"));
-  }
+  save(picture, "a.jpg");
+  expectPicture(48, 64, upright("2031"));
   // HEIC has a rotation of its own, and phones put a preview beside the picture.
   path = TEST_DATA "/rotated-with-preview.heic";
   expectPicture(384, 512, upright("1302"), 512);

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <nlohmann/json.hpp>
 
 #include "program/Doctor.h"
 #include "program/DoctorChecks.h"
@@ -14,15 +13,6 @@ using std::chrono::milliseconds;
 using enum Finding::State;
 using Findings = std::vector<Finding>;
 
-Findings allWell() {
-  return {{"webcam", "Webcam", ok, "HD Webcam, /dev/video0", ""},
-          {"v4l2-camera", "V4L2 camera", ok, "/dev/video42", ""},
-          {"pipewire", "PipeWire", ok, "it answers", ""},
-          {"service-web", "Service, web", ok, "answers", ""},
-          {"service-api", "Service, API", ok, "answers", ""},
-          {"tray", "Tray", note, "none", "Install one"}};
-}
-
 /// The state of the finding of that name, and its text; "none" when there is no such finding.
 std::string told(const Findings& findings, const std::string& check) {
   const auto found = std::ranges::find(findings, check, &Finding::check);
@@ -31,31 +21,13 @@ std::string told(const Findings& findings, const std::string& check) {
   return states[static_cast<int>(found->state)] + found->text;
 }
 
-TEST(Doctor, tellsEachStateToPeopleAndPrograms) {
-  Findings findings = allWell();
-  findings[1] = {"v4l2-camera", "V4L2 camera", problem, "no device", "Load it"};
-  EXPECT_EQ(asText(findings),
-            "✓ Webcam        HD Webcam, /dev/video0\n"
-            "✗ V4L2 camera   no device\n"
-            "                → Load it\n"
-            "✓ PipeWire      it answers\n"
-            "✓ Service, web  answers\n"
-            "✓ Service, API  answers\n"
-            "– Tray          none\n"
-            "                → Install one\n"
-            "\nSwapped pictures can reach other programs.\n");
-  EXPECT_EQ(nlohmann::json::parse(asJson(findings)).at(1), nlohmann::json({{"check", "v4l2-camera"},
-                                                                           {"title", "V4L2 camera"},
-                                                                           {"state", "problem"},
-                                                                           {"text", "no device"},
-                                                                           {"mend", "Load it"}}));
-}
-
 TEST(Doctor, seesPicturesPassWithAWebcamTheServiceAndOneOutput) {
   const std::pair<std::vector<std::size_t>, bool> kCases[] = {
-      {{1}, true}, {{2}, true}, {{1, 2}, false}, {{0}, false}, {{3}, false}, {{4}, false}};
+      {{3}, true}, {{4}, true}, {{3, 4}, false}, {{0}, false}, {{1}, false}, {{2}, false}};
   for (const auto& [closed, passes] : kCases) {
-    Findings findings = allWell();
+    Findings findings;
+    for (const char* name : {"webcam", "service-web", "service-api", "v4l2-camera", "pipewire"})
+      findings.push_back({name, "", ok, "", ""});
     for (const auto one : closed) findings[one].state = problem;
     EXPECT_EQ(picturesCanPass(findings), passes) << asText(findings);
   }

@@ -120,54 +120,27 @@ TEST_F(ViewsTest, showTheTracksOfTheModelAndNoOther) {
 }
 
 TEST_F(ViewsTest, lieWhereTheyBelongAtEverySize) {
-  model->isLive = true;
   model->faces = {face("a", "Anna", Qt::red), face("b", "Bob", Qt::blue), face("c", "C", Qt::gray)};
   EXPECT_EQ(shown->content()->size(), QSizeF(980, 620));
-  EXPECT_EQ(shown->quick.title(), "Quorvex");
   const int menu = shown->quick.height() - 620;
   EXPECT_EQ(shown->quick.minimumHeight(), 560 + menu);
   for (const QSize size : {QSize(880, 560), QSize(1700, 1000)}) {
     shown->quick.resize(size + QSize(0, menu));
     ASSERT_TRUE(shown->comes([&] { return shown->content()->size() == QSizeF(size); }));
     settle();
-    const qreal w = size.width(), h = size.height();
-    const qreal top = shown->rect("StatusBar").height() + 1;
-    const qreal height = h - top - shown->rect("FooterHint").height() - 1;
-    EXPECT_EQ(shown->rect("StatusBar"), QRectF(0, 0, w, top - 1));
-    EXPECT_EQ(shown->rect("FooterHint").topLeft(), QPointF(0, top + height + 1));
+    const qreal w = size.width(), top = shown->rect("StatusBar").height() + 1;
+    const qreal height = size.height() - top - shown->rect("FooterHint").height() - 1;
     EXPECT_EQ(shown->rect("FacesRail"), QRectF(0, top, 140, height));
     EXPECT_EQ(shown->rect("AdjustRail"), QRectF(w - 176, top, 176, height));
     const QRectF stage = shown->rect("PreviewStage");
     EXPECT_EQ(stage, QRectF(141, top, w - 140 - 176 - 2, height));
     EXPECT_EQ(shown->rect("panel"), stage.adjusted(14, 14, -14, -14));
-    EXPECT_EQ(shown->rect("chip").topLeft(), stage.topLeft() + QPointF(22, 22));
-    EXPECT_EQ(shown->rect("pauseButton").topRight(), stage.topRight() + QPointF(-22, 22));
     const QSizeF box(std::max(0.22 * stage.width(), 120.0),
                      std::max(0.22 * 9 / 16 * stage.width(), 80.0));
     EXPECT_EQ(shown->rect("selfViewBox"),
               QRectF(stage.bottomRight() - QPointF(24 + box.width(), 24 + box.height()), box));
-    const QRectF first = shown->rect("FaceCard");
-    EXPECT_EQ(first.size(), QSizeF(54, 54));
-    EXPECT_EQ(shown->rect("AddFaceCard"), first.translated(62, 62)) << "the fourth";
+    EXPECT_EQ(shown->rect("AddFaceCard"), shown->rect("FaceCard").translated(62, 62));
   }
-}
-
-TEST_F(ViewsTest, haveTheColoursOfThePalette) {
-  model->isLive = true;
-  model->faces = {face("red", "Anna", Qt::red), {"broken", "no picture", "AAAA"}};
-  model->activeFaceID = "red";
-  settle();
-  const auto cards = shown->all("FaceCard");
-  ASSERT_EQ(cards.size(), 2U);
-  const QRectF active = shown->rect(cards[0]);
-  ASSERT_TRUE(shown->comes([&] { return shown->colourAt(active.center()).red() > 240; }));
-  const std::pair<QPointF, const char*> places[] = {
-      {{300, 4}, "#f1faf0"},
-      {{6, 300}, "#e6f4e6"},
-      {shown->rect("panel").center() + QPointF(0, 150), "#0f1416"},
-      {{active.x() + 1, active.center().y()}, "#84cc16"},
-      {shown->rect(cards[1]).center(), "#d2efd5"}};
-  for (const auto& [at, colour] : places) EXPECT_EQ(shown->colourAt(at).name(), colour);
 }
 
 TEST_F(ViewsTest, sayOneThingAtATimeOnTheStage) {
@@ -253,7 +226,7 @@ TEST_F(ViewsTest, moveTheBoxByDragsAndSwapThePicturesByATap) {
 
 TEST_F(ViewsTest, holdLongTextsOddNamesAndManyFaces) {
   for (int i = 0; i < 40; ++i) model->statusText = model->statusText.get() + "a long status ✓ — ";
-  std::vector<SavedFace> faces;
+  std::vector<SavedFace> faces{{"broken", "no picture", "AAAA"}};
   for (int i = 0; i < 200; ++i)
     faces.push_back(face("id " + std::to_string(i), "<b>näme</b> % \n &", Qt::green));
   model->faces = faces;
@@ -270,6 +243,8 @@ TEST_F(ViewsTest, holdLongTextsOddNamesAndManyFaces) {
   for (QQuickItem* card : shown->all("FaceCard"))
     if (shown->rect("FacesRail").contains(shown->rect(card))) last = card;
   ASSERT_TRUE(last);
+  EXPECT_TRUE(
+      shown->comes([&] { return shown->colourAt(shown->rect(last).center()).green() > 240; }));
   shown->click(last);
   EXPECT_EQ(selected, last->property("faceId").toString().toStdString());
   shown->click(last, Qt::RightButton);

@@ -74,42 +74,36 @@ class EmbeddedCameraTest : public ::testing::Test {
   std::optional<EmbeddedCamera> camera{std::in_place, path, [this](auto) { ++lines; }};
 };
 
-TEST_F(EmbeddedCameraTest, givesEachReaderWholeFramesInOrder) {
-  constexpr int kLast = 60;
-  const auto readToTheLast = [&](int rest) {
+TEST_F(EmbeddedCameraTest, givesEachReaderWholeFramesInOrderHeldUpByNoneAndTurnsAwayTooMany) {
+  constexpr int kLast = 29;
+  auto slow = std::async(std::launch::async, [&] {
     const Y4mClient client(path);
     EXPECT_TRUE(client.begins());
     std::vector<int> numbers{client.frame()};
     while (numbers.back() < kLast) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(rest));
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
       numbers.push_back(client.frame());
     }
-    EXPECT_EQ(numbers.back(), kLast);
-    EXPECT_TRUE(std::ranges::is_sorted(numbers)) << ::testing::PrintToString(numbers);
-    return numbers.size();
-  };
-  auto quick = std::async(std::launch::async, readToTheLast, 0);
-  auto slow = std::async(std::launch::async, readToTheLast, 30);
+    return numbers;
+  });
   ASSERT_TRUE(eventually([&] { return camera->watched(); }));
-  for (int number = 0; number <= kLast; ++number) deliver(number);
-  EXPECT_LT(slow.get(), quick.get());
-}
-
-TEST_F(EmbeddedCameraTest, isHeldUpByNoReaderThatStallsOrVanishesAndTurnsAwayTooMany) {
   std::vector<Y4mClient> stalled;
-  for (int i = 1; i < EmbeddedCamera::kMostReaders - 1; ++i)
+  for (int i = 1; i < EmbeddedCamera::kMostReaders - 2; ++i)
     EXPECT_EQ(stalled.emplace_back(path).read(1000 * i).size(), 1000u * i);
   const Y4mClient reads(path);
   EXPECT_TRUE(reads.begins());
-  for (int number = 0; number < 30; ++number) {
+  for (int number = 0; number <= kLast; ++number) {
     (void)Y4mClient(path).read(1000 * static_cast<std::size_t>(number));
     deliver(number);
     ASSERT_EQ(reads.pictureFrom(number), number);
   }
-  std::optional<Y4mClient> last;
-  EXPECT_TRUE(eventually([&] { return last.emplace(path).begins(); }));
+  const auto seen = slow.get();
+  EXPECT_EQ(seen.back(), kLast);
+  EXPECT_LT(seen.size(), 1u + kLast);
+  EXPECT_TRUE(std::ranges::is_sorted(seen)) << ::testing::PrintToString(seen);
   lines = 0;
-  EXPECT_FALSE(Y4mClient(path).begins());
+  EXPECT_TRUE(eventually([&] { return !stalled.emplace_back(path).begins(); }));
+  EXPECT_GE(stalled.size(), EmbeddedCamera::kMostReaders - 2u) << "one that left may count yet";
   EXPECT_EQ(lines, 1);
 }
 
