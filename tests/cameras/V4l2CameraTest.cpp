@@ -65,13 +65,12 @@ TEST(V4l2Pixels, turnsEveryFormatIntoTheSamePictureAndRefusesDamagedOnes) {
     // Narrower than the camera's lines are, as with a driver that pads them; a JPEG is of a size.
     for (const int width : {704, 640}) {
       I420Picture got(width, 360);
-      const auto convert = [&](std::size_t count) {
-        return convertToI420(format, bytes.data(), count, 704 * bytesPerPixel, got);
-      };
       const bool expected = format != V4L2_PIX_FMT_MJPEG || width == 704;
-      EXPECT_EQ(convert(bytes.size()), expected);
+      EXPECT_EQ(convertToI420(format, bytes.data(), bytes.size(), 704 * bytesPerPixel, got),
+                expected);
       EXPECT_EQ(likeness(original.view(), got.view()) > 25, expected);
-      EXPECT_FALSE(convert(bytes.size() / 2)) << "read beyond its end";
+      EXPECT_FALSE(convertToI420(format, bytes.data(), bytes.size() / 2, 704 * bytesPerPixel, got))
+          << "read beyond its end";
     }
   }
   I420Picture unknown(16, 16);

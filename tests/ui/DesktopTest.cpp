@@ -51,8 +51,8 @@ TEST(OpenPanel, offersImagesUnderThePromptAndSaysWhichWorkBest) {
 TEST(StatusItem, showsItsMenuAsItIsDescribed) {
   struct Target : MenuTarget {
     bool validateMenuItem(MenuItem&) const override { return true; }
-    void perform(MenuAction action) override { EXPECT_EQ(action, MenuAction::quit), ++performed; }
-    int performed = 0;
+    void perform(MenuAction action) override { performed = action; }
+    MenuAction performed = MenuAction::none;
   };
   FakeDefaults defaults;
   QtWindows windows(defaults, [] {});
@@ -68,7 +68,7 @@ TEST(StatusItem, showsItsMenuAsItIsDescribed) {
   EXPECT_FALSE(actions[0]->isEnabled());
   EXPECT_EQ(actions[2]->text(), "Face: A && B") << "or the letter behind it were a key";
   actions[2]->trigger();
-  EXPECT_EQ(target->performed, 1);
+  EXPECT_EQ(target->performed, MenuAction::quit);
 }
 
 }  // namespace
