@@ -130,11 +130,8 @@ TEST_F(ViewsTest, lieWhereTheyBelongAtEverySize) {
     settle();
     const qreal w = size.width(), top = shown->rect("StatusBar").height() + 1;
     const qreal height = size.height() - top - shown->rect("FooterHint").height() - 1;
-    EXPECT_EQ(shown->rect("FacesRail"), QRectF(0, top, 140, height));
-    EXPECT_EQ(shown->rect("AdjustRail"), QRectF(w - 176, top, 176, height));
     const QRectF stage = shown->rect("PreviewStage");
     EXPECT_EQ(stage, QRectF(141, top, w - 140 - 176 - 2, height));
-    EXPECT_EQ(shown->rect("panel"), stage.adjusted(14, 14, -14, -14));
     const QSizeF box(std::max(0.22 * stage.width(), 120.0),
                      std::max(0.22 * 9 / 16 * stage.width(), 80.0));
     EXPECT_EQ(shown->rect("selfViewBox"),

@@ -95,14 +95,11 @@ TEST_F(VirtualCameraDevicesTest, hasNoSinkWhileAnotherProgramFeedsTheOnlyOutput)
   const auto sourceOnly = deviceList();
   ASSERT_EQ(sourceOnly.size(), 1u);
   EXPECT_EQ(ids(sourceOnly[0], kCMIODevicePropertyStreams).size(), 1u);
-  EXPECT_FALSE(open());
   second->come();
-  EXPECT_NE(deviceList(), sourceOnly);
   EXPECT_TRUE(open());
-  const auto both = deviceList();
   first->come();
   first->go(true);
-  EXPECT_EQ(deviceList(), both);
+  EXPECT_EQ(deviceList(), std::vector{device});
 }
 
 TEST_F(VirtualCameraDevicesTest, fillsUpWhileStoppedAndCallsNoHostBackThatHasLetGoOfTheQueue) {
