@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -41,11 +42,12 @@ TEST(PipeWireCamera, isACameraThatReachesReadersOfEachFormatPixelByPixelAndInOrd
                         "gstreamer1.0-tools, and its source with gstreamer1.0-pipewire",
                         file + ".log", pipeWire.environment());
     EXPECT_EQ(reader.exitCode(), 0) << contentOf(file + ".log");
-    const std::string read = contentOf(file);
-    const auto size = static_cast<std::ptrdiff_t>(rawVideoBytes(format));
+    std::ifstream pictures(file, std::ios::binary);
+    Bytes frame(rawVideoBytes(format));
+    const auto size = static_cast<std::streamsize>(frame.size());
     std::vector<int> numbers;
-    for (auto frame = read.begin(); read.end() - frame >= size; frame += size)
-      numbers.push_back(TestPictures::numberIn({frame, frame + size}, format));
+    while (pictures.read(reinterpret_cast<char*>(frame.data()), size))
+      numbers.push_back(TestPictures::numberIn(frame, format));
     return numbers;
   };
   auto reading = std::async([&] { return numbersRead(RawVideoFormat::nv12, "NV12", 2); });
