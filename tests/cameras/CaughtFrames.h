@@ -16,7 +16,7 @@ struct CaughtFrame {
   int width = 0, height = 0;
   std::int64_t captureTime = 0;
   int middleLuma = 0;  ///< the middle row's mean
-  std::uint8_t firstLuma = 0, lastLuma = 0, firstU = 0, lastV = 0;
+  std::uint8_t lastLuma = 0, lastV = 0;
   std::optional<std::uint32_t> number;
 };
 
@@ -55,9 +55,7 @@ class CaughtFrames {
         .height = frame.height,
         .captureTime = time,
         .middleLuma = std::accumulate(middle, middle + frame.width, 0) / frame.width,
-        .firstLuma = frame.dataY[0],
         .lastLuma = frame.dataY[frame.strideY * (frame.height - 1) + frame.width - 1],
-        .firstU = frame.dataU[0],
         .lastV = frame.dataV[lastV],
         .number = readFrameStamp(frame.dataY, frame.strideY, {0, 0, frame.width, frame.height})};
     std::lock_guard hold(mutex);

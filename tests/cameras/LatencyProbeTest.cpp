@@ -1,26 +1,50 @@
-#include <gtest/gtest.h>
+#include <libyuv.h>
 
-#include <algorithm>
+#include <random>
 
+#include "fakes/Pictures.h"
 #include "linux/cameras/FrameStamp.h"
 #include "linux/cameras/LatencyProbe.h"
+#include "linux/cameras/PatternPainter.h"
 
 namespace quorvex {
 namespace {
 
 constexpr std::int64_t kMs = 1'000'000;
 
+std::optional<std::uint32_t> read(const I420Picture& picture) {
+  return readFrameStamp(picture.view().dataY, picture.strideY(),
+                        {0, 0, picture.width, picture.height});
+}
+
 PixelBufferRef delivered(std::uint32_t number) {
   I420Picture picture(640, 360);
   paintFrameStamp(number, picture);
-  PixelBufferPoolRef pool;
-  PixelBufferRef made;
-  EXPECT_EQ(CVPixelBufferPoolCreate({.width = 640, .height = 360}, &pool), kNoError);
-  EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(pool, &made), kNoError);
-  for (int y = 0; y < 360; ++y)
-    std::copy_n(picture.y() + y * 640, 640,
-                made->baseAddressOfPlane(0) + y * made->bytesPerRowOfPlane(0));
+  PixelBufferRef made = makeBuffer(640, 360);
+  libyuv::CopyPlane(picture.y(), 640, made->baseAddressOfPlane(0), made->bytesPerRowOfPlane(0), 640,
+                    360);
   return made;
+}
+
+TEST(FrameStamp, isReadAtEveryScaleAndMirroredAndNeverWrongly) {
+  I420Picture original = PatternPainter(1280, 720).paint(0xdeadbeef, 0.5);
+  for (const auto& [width, height] : {std::pair{320, 180}, {641, 481}, {1920, 1080}}) {
+    I420Picture scaled(width, height), mirrored(width, height);
+    libyuv::ScalePlane(original.y(), 1280, 1280, 720, scaled.y(), width, width, height,
+                       libyuv::kFilterBox);
+    EXPECT_EQ(read(scaled), 0xdeadbeef) << width << "x" << height;
+    libyuv::MirrorPlane(scaled.y(), width, mirrored.y(), width, width, height);
+    EXPECT_EQ(read(mirrored), 0xdeadbeef) << width << "x" << height;
+  }
+  for (int cell = 1; cell < 25; ++cell) {  // the others are marks and carry no number
+    I420Picture damaged = original;
+    for (int y = 648; y < 684; ++y)
+      for (int x = 1280 * cell / 26, end = x + 49; x < end; ++x) damaged.y()[y * 1280 + x] ^= 0xff;
+    EXPECT_EQ(read(damaged), std::nullopt) << cell;
+  }
+  std::generate_n(original.y(), 1280 * 720, std::mt19937(7));
+  for (const PixelRect& content : {PixelRect{0, 0, 1280, 720}, {0, 0, 319, 720}, {0, 0, 1280, 20}})
+    EXPECT_EQ(readFrameStamp(original.y(), 1280, content), std::nullopt);
 }
 
 TEST(LatencyProbe, measuresFromPaintToSinkAndCountsLostRepeatedAndUnreadableFramesApart) {

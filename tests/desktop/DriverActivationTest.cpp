@@ -31,24 +31,17 @@ struct Requester : SystemExtensionRequestDelegate {
 /// What is heard of a request for which `launcher` runs a program that ends as `script` says.
 std::vector<std::string> newsOf(const std::string& script, std::vector<std::string> launcher = {},
                                 int requests = 1) {
-  int count = 0;
+  int count = 0, begun = 0;
   const QCoreApplication application(count, nullptr);
   const TemporaryFolder folder;
   const std::string program = folder / "setup";
-  if (!script.empty()) {
-    std::ofstream(program) << "#!/bin/sh\n" << script << "\n";
-    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-  }
+  std::ofstream(program) << "#!/bin/sh\n" << script << "\n";
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  if (script.empty()) std::filesystem::remove(program);
   VirtualClock clock;
   ManualQueue mainQueue(clock);
-  int begun = 0;
-  DriverActivation activation(mainQueue,
-                              {[&] {
-                                 ++begun;
-                                 return std::optional<std::string>();
-                               },
-                               [] {}, [] {}},
-                              program, std::move(launcher));
+  const auto begin = [&] { return ++begun, std::optional<std::string>(); };
+  DriverActivation activation(mainQueue, {begin, [] {}, [] {}}, program, std::move(launcher));
   const auto requester = std::make_shared<Requester>();
   for (int i = 0; i < requests; ++i) activation.submitActivationRequest("id", requester);
   EXPECT_EQ(begun, 1);
@@ -61,13 +54,13 @@ std::vector<std::string> newsOf(const std::string& script, std::vector<std::stri
 }
 
 TEST(DriverActivationTest, endsAsTheProgramAndItsLauncherSay) {
+  const std::vector<std::string> launcher{"/usr/bin/env"};
   EXPECT_THAT(newsOf("[ \"$*\" = install ]", {}, 2), ElementsAre("finished 0"));
   EXPECT_THAT(newsOf("exit 3"), ElementsAre("finished 1"));
-  EXPECT_THAT(newsOf("echo 'no driver; run: this' >&2; exit 1", {"/usr/bin/env"}),
+  EXPECT_THAT(newsOf("echo 'no driver; run: this' >&2; exit 1", launcher),
               ElementsAre("needs approval", "1: no driver; run: this"));
-  EXPECT_THAT(newsOf("exit 126", {"/usr/bin/env"}).back(),
-              HasSubstr("126: The request was dismissed;"));
-  EXPECT_THAT(newsOf("echo Error >&2; exit 127", {"/usr/bin/env"}).back(),
+  EXPECT_THAT(newsOf("exit 126", launcher).back(), HasSubstr("126: The request was dismissed;"));
+  EXPECT_THAT(newsOf("echo Error >&2; exit 127", launcher).back(),
               HasSubstr("127: This user may not set the camera up; ask who may to run: sudo /"));
   EXPECT_THAT(newsOf("kill -9 $$").back(), HasSubstr("; look at: journalctl -b"));
   EXPECT_THAT(newsOf("exit 0", {"no-such-launcher"}).back(),

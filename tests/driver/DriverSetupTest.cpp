@@ -32,44 +32,41 @@ class DriverSetupTest : public ::testing::Test {
   }
   [[nodiscard]] std::string read(const std::string& name) const { return contentOf(root / name); }
   void build() const { put(std::string(kModules) + "modules.dep", "updates/v4l2loopback.ko:\n"); }
-  void makeCamera(int number = 42) const {
+  void makeCamera(int number) const {
     const std::string name = "video" + std::to_string(number);
     put("sys/module/v4l2loopback/version", "0.12.7\n");
     put("sys/class/video4linux/" + name + "/name", "Quorvex Camera\n");
     put("dev/" + name, "");
   }
   DriverSetup::Outcome install() {
-    return DriverSetup(root,
-                       [this](const auto& command) {
-                         std::string line;
-                         for (const auto& word : command) line += (line.empty() ? "" : " ") + word;
-                         commands.push_back(line);
-                         if (answer.status == 0 && onCommand) onCommand(line);
-                         return answer;
-                       })
-        .install();
+    const auto run = [this](const std::vector<std::string>& command) {
+      commands.emplace_back();
+      for (const auto& word : command) commands.back() += word + " ";
+      if (answer.status == 0 && onCommand) onCommand();
+      return answer;
+    };
+    return DriverSetup(root, run).install();
   }
 
   TemporaryFolder folder;
   const std::filesystem::path root{std::filesystem::path(folder / "root")};
   std::vector<std::string> commands;
-  std::function<void(const std::string&)> onCommand;
+  std::function<void()> onCommand;
   DriverSetup::CommandResult answer;
 };
 
 TEST_F(DriverSetupTest, loadsTheDriverAndHasItLoadedFromThenOn) {
   build();
   put("sys/class/video4linux/video42/name", "Somebody's\n");
-  onCommand = [this](const auto&) { makeCamera(43); };
+  onCommand = [this] { makeCamera(43); };
   EXPECT_EQ(install().end, End::done);
   const std::string options =
       "v4l2loopback exclusive_caps=1 max_buffers=4 card_label=\"Quorvex Camera\" video_nr=43";
-  EXPECT_THAT(commands, ElementsAre("modprobe " + options));
+  EXPECT_THAT(commands, ElementsAre("modprobe " + options + " "));
   EXPECT_THAT(read(kOptions), HasSubstr("\noptions " + options + "\n"));
   EXPECT_THAT(read("etc/modules-load.d/quorvex-camera.conf"), HasSubstr("\nv4l2loopback\n"));
-  commands.clear();
   EXPECT_EQ(install().end, End::done) << "again";
-  EXPECT_THAT(commands, IsEmpty());
+  EXPECT_EQ(commands.size(), 1U);
   EXPECT_EQ(DriverSetup(root, nullptr).remove().end, End::done);
   EXPECT_EQ(read(kOptions), "");
 }
@@ -88,9 +85,7 @@ TEST_F(DriverSetupTest, namesTheOneNextCommand) {
   EXPECT_THAT(message(), HasSubstr("; run: sudo dnf install akmod-v4l2loopback"));
   put("etc/os-release", "ID=debian\n");
   put("usr/src/v4l2loopback-0.12.7/dkms.conf", "");
-  EXPECT_EQ(message(),
-            "v4l2loopback is not built for the kernel 6.1.0-42-amd64, whose headers are missing; "
-            "run: sudo apt install linux-headers-6.1.0-42-amd64, then choose Re-install extension");
+  EXPECT_THAT(message(), HasSubstr("run: sudo apt install linux-headers-6.1.0-42-amd64"));
   put(std::string(kModules) + "build/Makefile", "");
   EXPECT_THAT(message(), HasSubstr("; run: sudo dkms autoinstall"));
   EXPECT_THAT(commands, IsEmpty());
@@ -118,16 +113,15 @@ TEST_F(DriverSetupTest, leavesTheOptionsOfOtherProgramsAlone) {
   const std::string theirs = "options v4l2loopback exclusive_caps=1 card_label=\"OBS Camera\"\n";
   put("usr/lib/modprobe.d/98-v4l2loopback.conf", theirs);
   build();
-  onCommand = [this](const auto&) { put("sys/module/v4l2loopback/version", "0.12.7\n"); };
+  onCommand = [this] { put("sys/module/v4l2loopback/version", "0.12.7\n"); };
   EXPECT_THAT(install().message, HasSubstr("98-v4l2loopback.conf has v4l2loopback loaded for "));
   EXPECT_THAT(install().message, HasSubstr(R"(1,1 max_buffers=4 card_label="OBS Camera,Quorvex)"));
-  EXPECT_THAT(commands, ElementsAre("modprobe v4l2loopback"));
-  commands.clear();
   put("dev/v4l2loopback", "");  // as drivers from 0.13 on have it
-  onCommand = [this](const auto&) { makeCamera(); };
+  onCommand = [this] { makeCamera(42); };
   EXPECT_EQ(install().end, End::done);
   EXPECT_THAT(commands,
-              ElementsAre("v4l2loopback-ctl add -n Quorvex Camera -x 1 -b 4 /dev/video42"));
+              ElementsAre("modprobe v4l2loopback ",
+                          "v4l2loopback-ctl add -n Quorvex Camera -x 1 -b 4 /dev/video42 "));
   EXPECT_EQ(read("usr/lib/modprobe.d/98-v4l2loopback.conf"), theirs);
   EXPECT_EQ(read(kOptions), "");
 }

@@ -1,8 +1,7 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <future>
-#include <nlohmann/json.hpp>
 
 #include "program/Doctor.h"
 #include "program/DoctorChecks.h"
@@ -14,16 +13,7 @@ using std::chrono::milliseconds;
 using enum Finding::State;
 using Findings = std::vector<Finding>;
 
-Findings allWell() {
-  return {{"webcam", "Webcam", ok, "HD Webcam, /dev/video0", ""},
-          {"v4l2-camera", "V4L2 camera", ok, "/dev/video42", ""},
-          {"pipewire", "PipeWire", ok, "it answers", ""},
-          {"service-web", "Service, web", ok, "answers", ""},
-          {"service-api", "Service, API", ok, "answers", ""},
-          {"tray", "Tray", note, "none", "Install one"}};
-}
-
-/// The state of the finding of that name, and its mend; "none" when there is no such finding.
+/// The state of the finding of that name, and its text; "none" when there is no such finding.
 std::string told(const Findings& findings, const std::string& check) {
   const auto found = std::ranges::find(findings, check, &Finding::check);
   if (found == findings.end()) return "none";
@@ -31,37 +21,14 @@ std::string told(const Findings& findings, const std::string& check) {
   return states[static_cast<int>(found->state)] + found->text;
 }
 
-TEST(Doctor, tellsEachStateToPeopleAndPrograms) {
-  Findings findings = allWell();
-  findings[1] = {"v4l2-camera", "V4L2 camera", problem, "no device", "Load it"};
-  EXPECT_EQ(asText(findings),
-            "✓ Webcam        HD Webcam, /dev/video0\n"
-            "✗ V4L2 camera   no device\n"
-            "                → Load it\n"
-            "✓ PipeWire      it answers\n"
-            "✓ Service, web  answers\n"
-            "✓ Service, API  answers\n"
-            "– Tray          none\n"
-            "                → Install one\n"
-            "\nSwapped pictures can reach other programs.\n");
-  const auto json = nlohmann::json::parse(asJson(findings));
-  ASSERT_EQ(json.size(), findings.size());
-  EXPECT_EQ(json[0]["state"], "ok");
-  EXPECT_EQ(json[5]["state"], "note");
-  EXPECT_EQ(json[1], nlohmann::json({{"check", "v4l2-camera"},
-                                     {"title", "V4L2 camera"},
-                                     {"state", "problem"},
-                                     {"text", "no device"},
-                                     {"mend", "Load it"}}));
-}
-
 TEST(Doctor, seesPicturesPassWithAWebcamTheServiceAndOneOutput) {
-  const std::pair<std::vector<int>, bool> kCases[] = {{{}, true},      {{1}, true},  {{2}, true},
-                                                      {{1, 2}, false}, {{0}, false}, {{3}, false},
-                                                      {{4}, false}};
+  const std::pair<std::vector<std::size_t>, bool> kCases[] = {
+      {{3}, true}, {{4}, true}, {{3, 4}, false}, {{0}, false}, {{1}, false}, {{2}, false}};
   for (const auto& [closed, passes] : kCases) {
-    Findings findings = allWell();
-    for (const int one : closed) findings[one].state = problem;
+    Findings findings;
+    for (const char* name : {"webcam", "service-web", "service-api", "v4l2-camera", "pipewire"})
+      findings.push_back({name, "", ok, "", ""});
+    for (const auto one : closed) findings[one].state = problem;
     EXPECT_EQ(picturesCanPass(findings), passes) << asText(findings);
   }
   EXPECT_FALSE(picturesCanPass({}));
@@ -70,12 +37,10 @@ TEST(Doctor, seesPicturesPassWithAWebcamTheServiceAndOneOutput) {
 TEST(Doctor, namesWhatDoesNotAnswerAndShowsNoPassword) {
   std::promise<void> release;
   const auto released = release.get_future().share();
+  const Findings web{{"web", "Web", ok, "at https://me:secret@a/\033[2J", ""}};
   const auto [findings, complete] =
       examine({{"stuck", "Stuck", [released] { return released.wait(), Findings{}; }},
-               {"web", "Web",
-                [] {
-                  return Findings{{"web", "Web", ok, "at https://me:secret@a/\033[2J", ""}};
-                }}},
+               {"web", "Web", [web] { return web; }}},
               milliseconds(200));
   release.set_value();
   EXPECT_FALSE(complete);
@@ -83,40 +48,14 @@ TEST(Doctor, namesWhatDoesNotAnswerAndShowsNoPassword) {
   EXPECT_EQ(told(findings, "web"), "ok at https://…@a/ [2J");
 }
 
-TEST(Doctor, knowsTheStatesOfTheDriver) {
-  LoopbackModule missing, built, foreign, plain, well;
-  missing.source = true;
-  missing.kernel = "6.1";
-  missing.distribution = "debian";
-  built.built = true;
-  foreign.loaded = true;
-  foreign.version = "0.12.7";
-  plain = foreign;
-  plain.device = {"/dev/video97", false};
-  well = plain;
-  well.device->exclusive = true;
-  struct Case {
-    const LoopbackModule& module;
-    const char *driver, *camera, *listing;
-  };
-  const Case kCases[] = {
-      {missing, "problem v4l2loopback is not built for the kernel 6.1, whose headers are missing",
-       "none", "none"},
-      {built, "problem v4l2loopback is installed but not loaded", "none", "none"},
-      {foreign, "ok v4l2loopback 0.12.7 is loaded",
-       "problem the driver has no device named \"Quorvex Camera\"", "none"},
-      {plain, "ok v4l2loopback 0.12.7 is loaded", "ok /dev/video97",
-       "problem browsers and others leave it out, as it has no exclusive_caps"},
-      {well, "ok v4l2loopback 0.12.7 is loaded", "ok /dev/video97",
-       "ok programs list it while Quorvex Camera runs"}};
-  for (const auto& [module, driver, camera, listing] : kCases) {
-    const auto findings = driverFindings(module);
-    EXPECT_THAT(told(findings, "v4l2-driver"), testing::StartsWith(driver));
-    EXPECT_EQ(told(findings, "v4l2-camera"), camera);
-    EXPECT_EQ(told(findings, "v4l2-listing"), listing);
-  }
-  EXPECT_EQ(driverFindings(missing)[1].mend,
-            "Run: sudo apt install linux-headers-6.1, then choose Re-install extension");
+TEST(Doctor, knowsADriverThatIsNotLoadedAndOneWithoutOurDevice) {
+  LoopbackModule module;
+  module.built = true;
+  EXPECT_EQ(told(driverFindings(module), "v4l2-driver"),
+            "problem v4l2loopback is installed but not loaded");
+  module.loaded = true;
+  EXPECT_EQ(told(driverFindings(module), "v4l2-camera"),
+            "problem the driver has no device named \"Quorvex Camera\"");
 }
 
 }  // namespace

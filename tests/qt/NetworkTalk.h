@@ -1,10 +1,9 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <QCoreApplication>
-#include <cstdlib>
+#include <functional>
 #include <future>
+#include <stdexcept>
 
 #include "linux/qt/QtHttpClient.h"
 #include "platform/WebSocket.h"
@@ -22,9 +21,9 @@ std::future<Result> begin(const Start& start) {
 
 template <class Result>
 Result await(std::future<Result> future) {
-  if (future.wait_for(std::chrono::seconds(30)) == std::future_status::ready) return future.get();
-  ADD_FAILURE() << "nothing came";
-  std::abort();
+  const auto state = future.wait_for(std::chrono::seconds(30));
+  return state == std::future_status::ready ? future.get()
+                                            : throw std::runtime_error("nothing came");
 }
 
 /// Runs this thread's events until `condition` holds; false when it does not in time.
@@ -40,9 +39,6 @@ inline std::future<HttpResult> send(HttpClient& client, const HttpRequest& reque
 }
 inline std::future<WebSocketTask::Received> receive(WebSocketTask& task) {
   return begin<WebSocketTask::Received>([&](auto done) { task.receive(done); });
-}
-inline std::future<std::optional<std::string>> send(WebSocketTask& task, const std::string& text) {
-  return begin<std::optional<std::string>>([&](auto done) { task.send(text, done); });
 }
 
 }  // namespace quorvex::test

@@ -15,26 +15,17 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
-using Connection = RawServer::Connection;
 using Peer = boost::beast::websocket::stream<boost::asio::ip::tcp::socket&>;
 
 constexpr std::size_t kLimit = 8 << 20;
 
 /// Opens the WebSocket as a service should and does the rest as told.
-RawServer::Serve opened(const std::function<void(Peer&, Connection&)>& serve) {
-  return [serve](Connection& connection) {
-    Peer peer(connection.socket);
-    peer.accept(boost::asio::buffer(connection.request()));
-    serve(peer, connection);
+RawServer::Serve opened(const std::function<void(Peer&, RawServer&)>& serve) {
+  return [serve](RawServer& server) {
+    Peer peer(server.client);
+    peer.accept(boost::asio::buffer(server.request()));
+    serve(peer, server);
   };
-}
-
-/// Opens it and writes these bytes as they are, whole frames or not.
-RawServer::Serve writes(const std::string& frames) {
-  return opened([frames](Peer&, Connection& connection) {
-    connection.write(frames);
-    connection.waitForEnd();
-  });
 }
 
 class QtWebSocketClientTest : public ::testing::Test {
@@ -45,6 +36,10 @@ class QtWebSocketClientTest : public ::testing::Test {
     return task;
   }
 
+  static std::optional<std::string> send(WebSocketTask& task, const std::string& text) {
+    return await(begin<std::optional<std::string>>([&](auto done) { task.send(text, done); }));
+  }
+
   const std::shared_ptr<NetworkThread> network = std::make_shared<NetworkThread>();
   QtWebSocketClient client{network};
 };
@@ -53,18 +48,18 @@ TEST_F(QtWebSocketClientTest, sendsItsHeadersTheCookiesOfHttpAndTheCodeOfCancelE
   RawServer http(says(httpReply("200 OK", "Set-Cookie: lb=node7; Path=/; HttpOnly\r\n", "{}")));
   QtHttpClient httpClient(network);
   for (const char* path : {"/api/first", "/ws/second"})
-    await(send(httpClient, {"GET", http.url(path), {}, {}, Seconds{20}}));
+    await(test::send(httpClient, {"GET", http.url(path), {}, {}, Seconds{20}}));
   EXPECT_THAT(http.requests().at(1), HasSubstr("\r\nCookie: lb=node7\r\n"));
 
   std::promise<int> closed;
-  RawServer server(opened([&](Peer& peer, Connection&) {
+  RawServer server(opened([&](Peer& peer, RawServer&) {
     boost::beast::flat_buffer heard;
     boost::system::error_code end;
     while (!end) peer.read(heard, end);
     closed.set_value(peer.reason().code);
   }));
   auto task = open(server.url("/ws/status?client_id=c", "ws"));
-  EXPECT_EQ(await(send(*task, "hello")), std::nullopt);
+  EXPECT_EQ(send(*task, "hello"), std::nullopt);
   auto outstanding = receive(*task);
   task->cancel(1001);
   task.reset();
@@ -81,7 +76,7 @@ TEST_F(QtWebSocketClientTest, boundsWhatAPeerCanMakeItHold) {
     int code;
   } kCases[] = {{1, kLimit, 1000}, {1, kLimit + 1, 1009}, {257, 1, 1008}, {3, kLimit, 1008}};
   for (const auto& [count, size, code] : kCases) {
-    RawServer server(opened([count = count, size = size](Peer& peer, Connection&) {
+    RawServer server(opened([count = count, size = size](Peer& peer, RawServer&) {
       boost::system::error_code end;
       const std::string text(size, 'x');
       for (std::size_t i = 0; i < count && !end; ++i) peer.write(boost::asio::buffer(text), end);
@@ -100,18 +95,12 @@ TEST_F(QtWebSocketClientTest, endsEveryRefusedOrBrokenOpeningInAnError) {
     const char* name;
     RawServer::Serve serve;
     const char* error = "";
-  } openings[] = {
-      {"401", saysAndStops(httpReply("401 Unauthorized", "", "")), "401"},
-      {"302", saysAndStops(httpReply("302 Go", "Location: ws://other.example/\r\n", "")), "302"},
-      {"plain 200", saysAndStops(httpReply("200 OK", "", "")), "200"},
-      {"wrong key", saysAndStops("HTTP/1.1 101 Switching\r\nUpgrade: websocket\r\n"
-                                 "Connection: Upgrade\r\nSec-WebSocket-Accept: bm8=\r\n\r\n")},
-      {"garbage", saysAndStops("\x01\xff what\r\n\r\n")},
-      {"closes", says("")},
-      {"resets", [](Connection& connection) { connection.reset(); }},
-      {"hangs", saysAndStops(""), "did not answer in time"},
-      {"endless", saysWithoutEnd("HTTP/1.1 101 Switching\r\n",
-                                 "X-Filler: " + std::string(9000, 'x') + "\r\n")}};
+  } openings[] = {{"refuses", saysAndStops(httpReply("401 Unauthorized", "", "")), "401"},
+                  {"garbage", saysAndStops("\x01\xff what\r\n\r\n")},
+                  {"closes", says(""), "closed the connection"},
+                  {"hangs", saysAndStops(""), "did not answer in time"},
+                  {"endless", says("HTTP/1.1 101 Switching\r\n",
+                                   "X-Filler: " + std::string(9000, 'x') + "\r\n")}};
   for (const auto& [name, serve, expected] : openings) {
     SCOPED_TRACE(name);
     RawServer server(serve);
@@ -122,11 +111,8 @@ TEST_F(QtWebSocketClientTest, endsEveryRefusedOrBrokenOpeningInAnError) {
     EXPECT_THAT(error, Not(HasSubstr("secret")));
     EXPECT_EQ(task->closeCode(), 0);
   }
-  for (const auto& [url, why] : {std::pair{"ws://service.example/?t=secret",
-                                           "ws://service.example refused: without encryption"},
-                                 {"https://127.0.0.1/", "must begin with wss://"},
-                                 {"", "not a valid wss URL"}})
-    EXPECT_THAT(await(receive(*open(url))).error, HasSubstr(why));
+  EXPECT_THAT(await(receive(*open("ws://service.example/?t=secret"))).error,
+              HasSubstr("ws://service.example refused: without encryption"));
 }
 
 TEST_F(QtWebSocketClientTest, endsEveryCloseAndBrokenFrameInACodeTheHostActsOn) {
@@ -137,35 +123,25 @@ TEST_F(QtWebSocketClientTest, endsEveryCloseAndBrokenFrameInACodeTheHostActsOn) 
     const char* error = "";
   } kCases[] = {
       {"closes well", {"\x88\x02\x03\xe8", 4}, 1000, "closed with code 1000"},
-      {"closes without a code", {"\x88\x00", 2}, 1000},
       {"goes away, with a reason", {"\x88\x05\x03\xe9why", 7}, 1001, "closed with code 1001"},
       {"rejects the token", {"\x88\x02\x0f\xa1", 4}, 4001, "closed with code 4001"},
-      {"closes with the last code", {"\x88\x02\x13\x87", 4}, 4999, "closed with code 4999"},
       {"closes with a short code", {"\x88\x01\x03", 3}, 1002},
-      {"closes with a forbidden code", {"\x88\x02\x03\xee", 4}, 1002},
       {"invalid UTF-8", {"\x81\x02\xc3\x28", 4}, 1007},
-      {"reserved opcode", {"\x83\x00", 2}, 1002},
-      {"reserved bits", {"\xf1\x00", 2}, 1002},
-      {"long ping", std::string("\x89\x7e\x00\x80", 4) + std::string(128, 'x'), 1002},
-      {"nothing to continue", {"\x80\x01x", 3}, 1002},
       {"announces 2^62 bytes", {"\x82\x7f\x40\0\0\0\0\0\0\0", 10}, 1009},
-      {"stops in a frame", {"\x81\x05he", 4}, 1006}};
+      {"stops in a frame", {"\x81\x05he", 4}, 1006, "was lost"},
+      {"vanishes", "", 1006, "was lost"}};
   for (const auto& [name, frames, code, error] : kCases) {
     SCOPED_TRACE(name);
-    RawServer server(writes(frames));
+    RawServer server(opened([&bytes = frames](Peer&, RawServer& connection) {
+      connection.write(bytes);
+      if (!bytes.empty()) connection.waitForEnd();
+    }));
     const auto task = open(server.url("/", "ws"));
     EXPECT_THAT(await(receive(*task)).error, HasSubstr(error));
     EXPECT_EQ(task->closeCode(), code);
-    EXPECT_NE(await(send(*task, "too late")), std::nullopt);
+    EXPECT_NE(send(*task, "too late"), std::nullopt);
     EXPECT_NE(await(receive(*task)).error, "") << "and so does every receive after it";
   }
-  RawServer vanishing(opened([](Peer&, Connection& connection) { connection.reset(); }));
-  const auto task = open(vanishing.url("/", "ws"));
-  EXPECT_THAT(await(receive(*task)).error, HasSubstr("was lost"));
-  EXPECT_EQ(task->closeCode(), 1006);
-  RawServer server(writes({"\x01\x02he\x89\x00\x80\x03llo", 11}));
-  EXPECT_EQ(await(receive(*open(server.url("/", "ws")))).message->data, "hello")
-      << "a message in two frames with a ping between them";
 }
 
 }  // namespace

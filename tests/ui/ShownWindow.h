@@ -22,15 +22,9 @@ class ShownWindow {
 
   /// All items of a name, in the order in which they are drawn.
   [[nodiscard]] std::vector<QQuickItem*> all(const QString& name) const {
-    std::vector<QQuickItem*> found;
-    collect(quick.contentItem(), name, found);
-    return found;
+    return collected([&name](const QQuickItem* item) { return item->objectName() == name; });
   }
-  [[nodiscard]] QQuickItem* item(const QString& name) const {
-    const auto found = all(name);
-    if (found.empty()) ADD_FAILURE() << "there is no " << name.toStdString();
-    return found.empty() ? nullptr : found.front();
-  }
+  [[nodiscard]] QQuickItem* item(const QString& name) const { return firstOf(all(name), name); }
   [[nodiscard]] bool shows(const QString& name) const {
     const auto found = all(name);
     return !found.empty() && found.front()->isVisible();
@@ -43,13 +37,11 @@ class ShownWindow {
   [[nodiscard]] QQuickItem* content() const { return item("MainWindowView"); }
   /// A button, a switch or a menu's line by what is written on it.
   [[nodiscard]] QQuickItem* control(const QString& text) const {
-    std::vector<QQuickItem*> found;
-    collectIf(quick.contentItem(), found, [&text](const QQuickItem* item) {
+    const auto found = collected([&text](const QQuickItem* item) {
       return item->isVisible() && item->property("text") == text &&
              item->property("down").isValid();
     });
-    if (found.empty()) ADD_FAILURE() << "there is no control " << text.toStdString();
-    return found.empty() ? nullptr : found.front();
+    return firstOf(found, text);
   }
 
   /// Lets what has been asked for show.
@@ -76,12 +68,12 @@ class ShownWindow {
     const QPointF scene = content()->mapToScene(inContent);
     return quick.grabWindow().pixelColor(scene.toPoint());
   }
-  void resize(QSize contentSize) const {
-    quick.resize(contentSize + QSize(0, quick.height() - static_cast<int>(content()->height())));
-    EXPECT_TRUE(eventually([&] {
+  template <class Condition>
+  [[nodiscard]] static bool comes(Condition condition) {
+    return eventually([&] {
       QCoreApplication::processEvents();
-      return content()->size() == QSizeF(contentSize);
-    }));
+      return condition();
+    });
   }
 
   QQuickWindow& quick;
@@ -90,13 +82,19 @@ class ShownWindow {
   [[nodiscard]] static QPoint middle(const QQuickItem* item) {
     return item->mapToScene(item->boundingRect().center()).toPoint();
   }
-  template <class Condition>
-  static void collectIf(QQuickItem* from, std::vector<QQuickItem*>& found, Condition condition) {
-    if (condition(from)) found.push_back(from);
-    for (QQuickItem* child : from->childItems()) collectIf(child, found, condition);
+  static QQuickItem* firstOf(const std::vector<QQuickItem*>& found, const QString& what) {
+    if (found.empty()) ADD_FAILURE() << "there is no " << what.toStdString();
+    return found.empty() ? nullptr : found.front();
   }
-  static void collect(QQuickItem* from, const QString& name, std::vector<QQuickItem*>& found) {
-    collectIf(from, found, [&name](const QQuickItem* item) { return item->objectName() == name; });
+  template <class Condition>
+  [[nodiscard]] std::vector<QQuickItem*> collected(Condition condition) const {
+    std::vector<QQuickItem*> found;
+    const std::function<void(QQuickItem*)> collect = [&](QQuickItem* from) {
+      if (condition(from)) found.push_back(from);
+      for (QQuickItem* child : from->childItems()) collect(child);
+    };
+    collect(quick.contentItem());
+    return found;
   }
 };
 

@@ -19,14 +19,21 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::Lt;
 
-class PipeWireCameraTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(eventually([&] { return camera.available(); })) << *camera.whyUnavailable();
-  }
+TEST(PipeWireCamera, isACameraThatReachesReadersOfEachFormatPixelByPixelAndInOrder) {
+  const PrivatePipeWire pipeWire;
+  PipeWireCamera camera{pipeWire.remote()};
+  ASSERT_TRUE(eventually([&] { return camera.available(); })) << *camera.whyUnavailable();
+  const std::string dumped = pipeWire.folder / "dump";
+  ChildProcess dump({"pw-dump", "quorvex_camera"}, "pipewire-bin", dumped, pipeWire.environment());
+  ASSERT_EQ(dump.exitCode(), 0);
+  const auto properties = nlohmann::json::parse(contentOf(dumped)).at(0)["info"]["props"];
+  EXPECT_EQ(properties["media.class"], "Video/Source");
+  EXPECT_EQ(properties["media.role"], "Camera");
+  EXPECT_EQ(properties["node.description"], "Quorvex Camera");
+  EXPECT_FALSE(camera.watched());
 
-  /// The pictures that an independent reader is given, without the grey one that it may begin with.
-  std::vector<int> numbersRead(RawVideoFormat format, const std::string& caps, int frames) {
+  /// The pictures that an independent reader is given.
+  const auto numbersRead = [&](RawVideoFormat format, const std::string& caps, int frames) {
     const std::string file = pipeWire.folder / caps;
     ChildProcess reader({"gst-launch-1.0", "pipewiresrc", "target-object=quorvex_camera",
                          "num-buffers=" + std::to_string(frames), "!",
@@ -34,17 +41,20 @@ class PipeWireCameraTest : public ::testing::Test {
                          "!", "filesink", "location=" + file},
                         "gstreamer1.0-tools, and its source with gstreamer1.0-pipewire",
                         file + ".log", pipeWire.environment());
-    EXPECT_EQ(reader.exitCode(), 0) << std::ifstream(file + ".log").rdbuf();
-    auto numbers = TestPictures::numbersIn(file, format);
-    if (!numbers.empty() && numbers[0] == TestPictures::kGrey) numbers.erase(numbers.begin());
+    EXPECT_EQ(reader.exitCode(), 0) << contentOf(file + ".log");
+    std::ifstream pictures(file, std::ios::binary);
+    Bytes frame(rawVideoBytes(format));
+    const auto size = static_cast<std::streamsize>(frame.size());
+    std::vector<int> numbers;
+    while (pictures.read(reinterpret_cast<char*>(frame.data()), size))
+      numbers.push_back(TestPictures::numberIn(frame, format));
     return numbers;
-  }
+  };
+  auto reading = std::async([&] { return numbersRead(RawVideoFormat::nv12, "NV12", 2); });
+  EXPECT_TRUE(eventually([&] { return camera.watched(); }));
+  EXPECT_THAT(reading.get(), ElementsAre(TestPictures::kGrey, TestPictures::kGrey)) << "repeated";
+  EXPECT_TRUE(eventually([&] { return !camera.watched(); }));
 
-  PrivatePipeWire pipeWire;
-  PipeWireCamera camera{pipeWire.remote()};
-};
-
-TEST_F(PipeWireCameraTest, reachesReadersOfEachFormatPixelByPixelAndInOrder) {
   const std::jthread deliveries([&](const std::stop_token& stop) {
     const TestPictures pictures;
     auto due = std::chrono::steady_clock::now();
@@ -59,40 +69,14 @@ TEST_F(PipeWireCameraTest, reachesReadersOfEachFormatPixelByPixelAndInOrder) {
                                                                  {RawVideoFormat::yuy2, "YUY2"}};
   for (const auto& [format, caps] : kOffered) {
     SCOPED_TRACE(caps);
-    const auto numbers = numbersRead(format, caps, 20);
+    auto numbers = numbersRead(format, caps, 10);
     EXPECT_THAT(numbers, Each(Lt(TestPictures::kNumbers)));
+    std::erase(numbers, TestPictures::kGrey);  // which it may begin with
     const auto goesBack = [](int one, int next) { return (next - one + 220) % 220 > 110; };
     EXPECT_EQ(std::ranges::adjacent_find(numbers, goesBack), numbers.end());
     // A busy machine may lose some on the way, but a camera that stammers is none.
-    EXPECT_GE(std::set(numbers.begin(), numbers.end()).size(), 15u);
+    EXPECT_GE(std::set(numbers.begin(), numbers.end()).size(), 7u);
   }
-}
-
-TEST_F(PipeWireCameraTest, isListedAsACameraKnowsItsReadersAndRepeatsThePictureForThem) {
-  const std::string file = pipeWire.folder / "dump";
-  ChildProcess dump({"pw-dump", "quorvex_camera"}, "pipewire-bin", file, pipeWire.environment());
-  ASSERT_EQ(dump.exitCode(), 0);
-  std::ifstream text(file);
-  const auto properties = nlohmann::json::parse(text, nullptr, false).at(0)["info"]["props"];
-  EXPECT_EQ(properties["media.class"], "Video/Source");
-  EXPECT_EQ(properties["media.role"], "Camera");
-  EXPECT_EQ(properties["node.description"], "Quorvex Camera");
-  EXPECT_FALSE(camera.watched());
-  auto reading = std::async([&] { return numbersRead(RawVideoFormat::nv12, "NV12", 3); });
-  EXPECT_TRUE(eventually([&] { return camera.watched(); }));
-  EXPECT_THAT(reading.get(), ElementsAre(TestPictures::kGrey, TestPictures::kGrey));
-  EXPECT_TRUE(eventually([&] { return !camera.watched(); }));
-}
-
-TEST(PipeWireCamera, saysWhereNoDaemonAnswersAndWhatMendsIt) {
-  const TemporaryFolder folder;
-  PipeWireCamera camera(folder / "pipewire-0");
-  camera.deliver(*TestPictures().sample(0));
-  ASSERT_TRUE(eventually([&] { return camera.whyUnavailable()->starts_with("PipeWire"); }));
-  EXPECT_EQ(*camera.whyUnavailable(),
-            "PipeWire does not answer at " + (folder / "pipewire-0") +
-                " (No such file or directory): start it with `systemctl --user start pipewire "
-                "wireplumber`, or use --virtual-camera embedded");
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <vector>
 
@@ -46,17 +44,6 @@ class TestPictures {
     return kGarbled;
   }
 
-  /// Of all the pictures in a file, one after the other.
-  [[nodiscard]] static std::vector<int> numbersIn(const std::string& path, RawVideoFormat format) {
-    std::ifstream file(path, std::ios::binary);
-    std::vector<int> numbers;
-    for (Bytes frame(rawVideoBytes(format)); file.peek() != EOF;) {
-      file.read(reinterpret_cast<char*>(frame.data()), static_cast<std::streamsize>(frame.size()));
-      numbers.push_back(file ? numberIn(frame, format) : kGarbled);
-    }
-    return numbers;
-  }
-
  private:
   // Planes are Y, Cb and Cr.
   static std::uint8_t value(int plane, int x, int y, int number) {
@@ -70,17 +57,18 @@ class TestPictures {
   static Bytes bytes(int number, RawVideoFormat format) {
     constexpr int kWidth = kVirtualCameraWidth;
     constexpr int kHeight = kVirtualCameraHeight;
-    Bytes out;
+    Bytes out(rawVideoBytes(format));
+    auto* at = out.data();
     for (int y = 0; y < kHeight; ++y)
       for (int x = 0; x < kWidth; ++x) {
-        out.push_back(value(0, x, y, number));
-        if (format == RawVideoFormat::yuy2) out.push_back(pair(x, y / 2, number));
+        *at++ = value(0, x, y, number);
+        if (format == RawVideoFormat::yuy2) *at++ = pair(x, y / 2, number);
       }
     for (int y = 0; y < kHeight / 2 && format == RawVideoFormat::nv12; ++y)
-      for (int x = 0; x < kWidth; ++x) out.push_back(pair(x, y, number));
+      for (int x = 0; x < kWidth; ++x) *at++ = pair(x, y, number);
     for (int plane = 1; plane <= 2 && format == RawVideoFormat::i420; ++plane)
       for (int i = 0; i < kHeight / 2 * kWidth / 2; ++i)
-        out.push_back(value(plane, i % (kWidth / 2), i / (kWidth / 2), number));
+        *at++ = value(plane, i % (kWidth / 2), i / (kWidth / 2), number);
     return out;
   }
 
