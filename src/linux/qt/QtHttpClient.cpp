@@ -2,7 +2,9 @@
 
 #include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
+#include <functional>
 #include <map>
+#include <memory>
 #include <utility>
 
 #include "linux/qt/HttpExchange.h"
@@ -13,21 +15,22 @@ namespace quorvex {
 /// The outstanding exchanges. Used on the network thread only.
 class QtHttpClient::Exchanges {
  public:
-  void open(QNetworkCookieJar& cookies) {
-    manager = std::make_unique<QNetworkAccessManager>();
-    manager->setCookieJar(&cookies);
-    cookies.setParent(nullptr);  // shared: the manager must not delete it
+  void open(QNetworkCookieJar& shared) {
+    cookies = &shared;
+    renew();
   }
 
   void begin(const HttpRequest& request, Seconds idle, Completion completion) {
     auto exchange = std::make_unique<HttpExchange>(idle);
     HttpExchange& begun = *exchange;
     running.emplace(&begun, std::move(exchange));
-    begun.begin(*manager, request,
-                [this, &begun, completion = std::move(completion)](HttpResult result) {
-                  const auto ended = running.extract(&begun);
-                  completion(std::move(result));
-                });
+    begun.begin(
+        *manager, request,
+        [this, &begun, used = manager, completion = std::move(completion)](HttpResult result) {
+          const auto ended = running.extract(&begun);
+          if (result.error && used == manager) renew();
+          completion(std::move(result));
+        });
   }
 
   void cancelAll() {
@@ -36,7 +39,16 @@ class QtHttpClient::Exchanges {
   }
 
  private:
-  std::unique_ptr<QNetworkAccessManager> manager;
+  /// A manager's own thread reads headers for as long as a server sends them, whatever became of
+  /// the exchange, and does nothing else meanwhile: one that has failed must hold up no other.
+  void renew() {
+    manager.reset(new QNetworkAccessManager, std::mem_fn(&QObject::deleteLater));
+    manager->setCookieJar(cookies);
+    cookies->setParent(nullptr);  // shared: the manager must not delete it
+  }
+
+  QNetworkCookieJar* cookies = nullptr;
+  std::shared_ptr<QNetworkAccessManager> manager;  ///< and of each exchange that it serves
   std::map<HttpExchange*, std::unique_ptr<HttpExchange>> running;
 };
 
