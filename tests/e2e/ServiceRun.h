@@ -1,14 +1,11 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-#include <optional>
-#include <string>
-#include <vector>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/write.hpp>
 
 #include "e2e/HostRun.h"
-#include "support/Eventually.h"
 #include "support/HttpTalk.h"
 
 namespace quorvex::test {
@@ -17,40 +14,55 @@ namespace quorvex::test {
 class ServiceRun {
  public:
   /// `wrapper` are the words that go before the program's own, to run it elsewhere.
-  explicit ServiceRun(std::vector<std::string> options = {}, std::vector<std::string> wrapper = {})
-      : given(std::move(options)), before(std::move(wrapper)) {
+  explicit ServiceRun(const std::vector<std::string>& options = {},
+                      std::vector<std::string> wrapper = {})
+      : words(std::move(wrapper)) {
+    words.emplace_back(SERVICE_PROGRAM);
+    words.insert(words.end(), options.begin(), options.end());
     start();
+    const std::string api = bases["api"];
+    port = static_cast<std::uint16_t>(std::stoi(api.substr(api.rfind(':') + 1)));
+    words.insert(words.end(), {"--port", std::to_string(port)});
   }
 
   void start() {
-    std::vector<std::string> words = before;
-    words.emplace_back(SERVICE_PROGRAM);
-    words.insert(words.end(), given.begin(), given.end());
-    if (port) words.insert(words.end(), {"--port", std::to_string(port)});
-    const std::size_t printed = contentOf(output()).size();
+    const std::size_t before = printed().size();
     process.emplace(words, "", output(), std::vector<std::string>{});
-    const auto line = [&] { return contentOf(output()).substr(printed); };
+    const auto line = [&] { return printed().substr(before); };
     if (!eventually([&] { return line().ends_with('\n'); })) FAIL() << "no service: " << line();
     bases = nlohmann::json::parse(line());
-    const std::string api = bases["api"];
-    port = static_cast<std::uint16_t>(std::stoi(api.substr(api.rfind(':') + 1)));
   }
   /// Ends it as a crash would.
   void kill() { process.reset(); }
+  [[nodiscard]] std::string printed() const { return contentOf(output()); }
 
-  /// What the host needs to use it.
-  [[nodiscard]] std::vector<std::string> hostOptions() const {
-    return {"--headless", "--camera",      "pattern",      "--virtual-camera", "embedded",
-            "--stun",     "127.0.0.1",     "--web-base",   bases["web"],       "--api-base",
-            bases["api"], "--socket-base", bases["socket"]};
+  /// What a host needs to use it and to take `tellCamera`, and more.
+  [[nodiscard]] std::vector<std::string> hostOptions(
+      const std::vector<std::string>& more = {}) const {
+    std::vector<std::string> all{
+        "--headless", "--camera",      "pattern",       "--virtual-camera", "embedded",
+        "--stun",     "127.0.0.1",     "--web-base",    bases["web"],       "--api-base",
+        bases["api"], "--socket-base", bases["socket"], "--fault-socket",   folder / "faults"};
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  }
+  /// Makes the virtual camera of a host that was started so misbehave: "refuse", "stall", "vanish",
+  /// or behave: "none".
+  void tellCamera(const std::string& command) const {
+    boost::asio::io_context io;
+    boost::asio::local::stream_protocol::socket socket(io);
+    socket.connect(boost::asio::local::stream_protocol::endpoint(folder / "faults"));
+    boost::asio::write(socket, boost::asio::buffer(command + "\n"));
+    std::string answer;
+    boost::asio::read_until(socket, boost::asio::dynamic_buffer(answer), '\n');
+    EXPECT_EQ(answer, "ok\n");
   }
 
   /// Tells it to misbehave, or to behave again.
-  nlohmann::json control(const std::string& what, const nlohmann::json& body) const {
+  void control(const std::string& what, const nlohmann::json& body) const {
     const auto reply = request(port, "POST", "/control/" + what,
                                {{"Content-Type", "application/json"}}, body.dump());
     EXPECT_LT(reply.status, 300) << reply.refusal();
-    return reply.body;
   }
   [[nodiscard]] nlohmann::json state() const { return request(port, "GET", "/control/state").body; }
 
@@ -61,7 +73,7 @@ class ServiceRun {
  private:
   [[nodiscard]] std::string output() const { return folder / "service.txt"; }
 
-  const std::vector<std::string> given, before;
+  std::vector<std::string> words;
   std::optional<ChildProcess> process;
 };
 

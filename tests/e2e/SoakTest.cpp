@@ -127,24 +127,24 @@ class Soak {
     const Kind& kind = kinds[pick(std::size(kinds))];
     last = kind.name;
     ++count;
-    for (const auto& [what, body] : kind.orders) (void)service.control(what, body);
+    for (const auto& [what, body] : kind.orders) service.control(what, body);
     if (kind.camera) tell(service, kind.camera);
     const bool killed = kind.orders.empty() && !kind.camera;
     if (killed) service.kill();
     lookFor(std::chrono::milliseconds(200 + pick(14'000)));
     if (killed) service.start();
     tell(service, "none");
-    (void)service.control("faults", {{"replies",
-                                      {{"session-token", nullptr},
-                                       {"turn-credentials", nullptr},
-                                       {"offer", nullptr},
-                                       {"status", nullptr},
-                                       {"ice-candidate", nullptr}}},
-                                     {"answer", "well"},
-                                     {"media", "flowing"},
-                                     {"places", nullptr},
-                                     {"ahead", 0},
-                                     {"admit", "start_connection"}});
+    service.control("faults", {{"replies",
+                                {{"session-token", nullptr},
+                                 {"turn-credentials", nullptr},
+                                 {"offer", nullptr},
+                                 {"status", nullptr},
+                                 {"ice-candidate", nullptr}}},
+                               {"answer", "well"},
+                               {"media", "flowing"},
+                               {"places", nullptr},
+                               {"ahead", 0},
+                               {"admit", "start_connection"}});
   }
 
   /// Looks at the camera for so long.

@@ -75,6 +75,11 @@ class SteeredHost : public ::testing::Test {
     std::lock_guard hold(mutex);
     return lastDelivered;
   }
+  /// Lets the next one be from now on.
+  void forgetPicture() {
+    std::lock_guard hold(mutex);
+    lastDelivered = {};
+  }
   [[nodiscard]] nlohmann::json settings() const {
     return service.state()["clients"][0]["settings"];
   }

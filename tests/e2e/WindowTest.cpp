@@ -62,8 +62,8 @@ TEST_F(WindowTest, steersTheSwap) {
 }
 
 TEST_F(WindowTest, waitsReconnectsSignsInAndQuits) {
-  (void)service.control("faults", {{"places", 0}, {"ahead", 3}});
-  (void)service.control("peers", {{"vanish", true}});  // or it would keep its place
+  service.control("faults", {{"places", 0}, {"ahead", 3}});
+  service.control("peers", {{"vanish", true}});  // or it would keep its place
   chooseFromAccountMenu("Reconnect");
   mainQueue.advance(2);
   ASSERT_TRUE(shows("In queue — #4 of 4"));
@@ -71,7 +71,7 @@ TEST_F(WindowTest, waitsReconnectsSignsInAndQuits) {
   EXPECT_TRUE(shown->shows("queueOverlay"));
   shown->click(shown->item("cancelQueue"));
   ASSERT_TRUE(shows("Left queue — click Reconnect to go live"));
-  (void)service.control("faults", {{"places", 1}, {"ahead", 0}});
+  service.control("faults", {{"places", 1}, {"ahead", 0}});
   shown->key(Qt::Key_R, Qt::ControlModifier);
   mainQueue.advance(2);
   ASSERT_TRUE(shows(kLive));

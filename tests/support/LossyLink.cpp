@@ -24,6 +24,15 @@ struct Packet {
   std::vector<char> bytes;
 };
 
+/// The port in what an IPv4 packet carries: where it comes from at 0, where it goes at 2.
+std::uint16_t port(const Packet& packet, std::size_t offset) {
+  const auto byte = [&](std::size_t at) {
+    return at < packet.bytes.size() ? static_cast<unsigned char>(packet.bytes[at]) : 0U;
+  };
+  const std::size_t at = (byte(0) & 15) * 4 + offset;
+  return static_cast<std::uint16_t>(byte(at) << 8 | byte(at + 1));
+}
+
 int checked(int result, const char* what) {
   if (result < 0) throw std::system_error(errno, std::generic_category(), what);
   return result;
@@ -48,16 +57,12 @@ LossyLink::End::~End() {
 
 LossyLink::LossyLink() : thread([this](const std::stop_token& stop) { carry(stop); }) {}
 
-void LossyLink::plug(bool in) {
-  plugged = in;
-  const int carrier = in;
+void LossyLink::become(const Quality& newQuality) {
+  const int carrier = newQuality.plugged;
   for (const End& end : ends)
     checked(::ioctl(end.descriptor, TUNSETCARRIER, &carrier), "set a TUN device's carrier");
-}
-
-void LossyLink::impair(int lossPercent, std::chrono::milliseconds delay) {
-  loss = lossPercent;
-  lag = delay;
+  std::lock_guard hold(mutex);
+  quality = newQuality;
 }
 
 void LossyLink::carry(const std::stop_token& stop) {
@@ -68,12 +73,16 @@ void LossyLink::carry(const std::stop_token& stop) {
   std::array<pollfd, 2> ready{{{ends[0].descriptor, POLLIN, 0}, {ends[1].descriptor, POLLIN, 0}}};
   while (!stop.stop_requested()) {
     ::poll(ready.data(), ready.size(), underWay.empty() ? 50 : 1);
+    std::lock_guard hold(mutex);
     for (const std::size_t from : {0, 1})
-      for (ssize_t size; (size = ::read(ready[from].fd, buffer.data(), buffer.size())) > 0;)
-        if (percent(random) >= loss)
-          underWay.push_back(
-              {Clock::now() + lag.load(), ready[1 - from].fd, {&buffer[0], &buffer[size]}});
-    if (!plugged) underWay.clear();
+      for (ssize_t size; (size = ::read(ready[from].fd, buffer.data(), buffer.size())) > 0;) {
+        Packet packet{
+            Clock::now() + quality.delay, ready[1 - from].fd, {&buffer[0], &buffer[size]}};
+        const bool passes = quality.ports.empty() || quality.ports.contains(port(packet, 0)) ||
+                            quality.ports.contains(port(packet, 2));
+        if (passes && percent(random) >= quality.lossPercent) underWay.push_back(std::move(packet));
+      }
+    if (!quality.plugged) underWay.clear();
     for (; !underWay.empty() && underWay[0].due <= Clock::now(); underWay.pop_front()) {
       const auto& bytes = underWay[0].bytes;
       // A device that is down or full takes none, and a cable does not try again.
