@@ -4,7 +4,8 @@
 #include <filesystem>
 #include <regex>
 
-#include "e2e/ServiceRun.h"
+#include "e2e/HostRun.h"
+#include "support/ServiceRun.h"
 
 namespace quorvex::test {
 namespace {

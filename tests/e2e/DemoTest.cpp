@@ -3,7 +3,8 @@
 
 #include <filesystem>
 
-#include "e2e/ServiceRun.h"
+#include "e2e/HostRun.h"
+#include "support/ServiceRun.h"
 
 namespace quorvex::test {
 namespace {

@@ -3,8 +3,9 @@
 #include <gmock/gmock.h>
 
 #include "e2e/CameraReader.h"
-#include "e2e/ServiceRun.h"
+#include "e2e/HostRun.h"
 #include "support/PrivatePipeWire.h"
+#include "support/ServiceRun.h"
 
 namespace quorvex::test {
 namespace {

@@ -2,7 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "e2e/CameraReader.h"
-#include "e2e/ServiceRun.h"
+#include "e2e/HostRun.h"
+#include "support/ServiceRun.h"
 #include "support/TestNetwork.h"
 
 namespace quorvex::test {

@@ -24,9 +24,7 @@ class SwapTest : public SteeredHost {
   }
   /// Whether pictures come to have this luma there, within what a video codec does to it.
   [[nodiscard]] bool turns(int x, int y, int expected) {
-    const bool turned = comes([&] { return std::abs(luma(x, y) - expected) < 12; });
-    EXPECT_TRUE(turned) << luma(x, y) << " at " << x << ", " << y << " instead of " << expected;
-    return turned;
+    return comes([&] { return std::abs(luma(x, y) - expected) < 12; });
   }
   [[nodiscard]] std::optional<std::uint32_t> number() {
     const auto shown = picture();
@@ -64,7 +62,7 @@ TEST_F(SwapTest, showsTheFaceThatIsChosen) {
   EXPECT_TRUE(shows("Couldn't read that image — try another"));
 }
 
-TEST_F(SwapTest, steersMouthLockEnhancementAndPause) {
+TEST_F(SwapTest, steersMouthLockEnhancementPauseAndMirror) {
   auto& model = host->appModel();
   chooseGrey("Dark.jpg", 40);
   ASSERT_TRUE(turns(kMiddle, kMouth, 50));
@@ -92,30 +90,19 @@ TEST_F(SwapTest, steersMouthLockEnhancementAndPause) {
   EXPECT_TRUE(comes([&] { return settings()["paused"] && settings()["enhance"]; }))
       << "the pause outlives the new session, which enhances";
   EXPECT_TRUE(turns(163, 300, 160)) << "the border of an enhanced picture";
+  // Through the number that the camera stamps on each picture.
+  std::vector<int> mirrored;
+  for (int x = 1119; x >= 160; --x) mirrored.push_back(luma(x, 680));
+  const auto isMirrored = [&] {
+    int off = 0;
+    for (int x = 160; x < 1120; ++x) off += std::abs(luma(x, 680) - mirrored[x - 160]) > 60;
+    return off < 48;
+  };
+  EXPECT_FALSE(isMirrored());
+  model.onToggleFlip();
+  EXPECT_TRUE(comes(isMirrored));
   model.onTogglePause();
   EXPECT_TRUE(comes([&, first = number()] { return number() != first && !settings()["paused"]; }));
-}
-
-TEST_F(SwapTest, mirrorsWhatItFits) {
-  auto& model = host->appModel();
-  model.onTogglePause();
-  ASSERT_TRUE(comes([&] { return settings()["paused"].get<bool>(); }));
-  std::this_thread::sleep_for(std::chrono::seconds(1));  // for the codec to settle on the still
-  const auto distance = [](const PixelBufferRef& one, const PixelBufferRef& other, bool mirrored) {
-    double sum = 0;
-    for (int y = 0; y < 640; ++y)
-      for (int x = 160; x < 1120; ++x) {
-        const auto at = [&](const PixelBufferRef& of, int column) {
-          return of->baseAddressOfPlane(0)[y * of->bytesPerRowOfPlane(0) + column];
-        };
-        sum += std::abs(at(one, x) - at(other, mirrored ? 1279 - x : x));
-      }
-    return sum / (640 * 960);
-  };
-  const auto before = picture();
-  model.onToggleFlip();
-  EXPECT_TRUE(comes([&] { return distance(before, picture(), true) < 3; }));
-  EXPECT_GT(distance(before, picture(), false), 10) << "the pattern is not symmetrical";
 }
 
 /// A camera of nothing but noise, which no cap is too high for.
@@ -137,12 +124,12 @@ class BitrateTest : public SteeredHost {
   }
 
   /// Bits a second that the service receives, over so many seconds.
-  double bitrate(double period) {
+  double bitrate(int period) {
     const auto received = [&] {
       return service.state()["clients"][0]["received_bytes"].get<double>();
     };
     const double before = received();
-    std::this_thread::sleep_for(std::chrono::duration<double>(period));
+    std::this_thread::sleep_for(std::chrono::seconds(period));
     return (received() - before) * 8 / period;
   }
 };
@@ -150,11 +137,9 @@ class BitrateTest : public SteeredHost {
 TEST_F(BitrateTest, keepsToHalfTheCapWithoutHD) {
   // What is sent grows to what the cap and the path allow.
   ASSERT_TRUE(comes([&] { return bitrate(1) > 2.4e6; }));
-  const double hd = bitrate(4);
   host->appModel().onToggleHD();
-  std::this_thread::sleep_for(std::chrono::seconds(2));
-  const double saving = bitrate(4);
-  std::printf("measured: HD %.0f kbps, without %.0f kbps\n", hd / 1000, saving / 1000);
+  ASSERT_TRUE(comes([&] { return bitrate(1) < 1.7e6; }));
+  const double saving = bitrate(3);
   // The cap is 1.5 Mbit/s. How near the encoder comes to it is its own affair, and less on a busy
   // machine.
   EXPECT_LT(saving, 1.7e6);

@@ -23,7 +23,7 @@ std::string valueAfter(const std::string& mark, const std::string& text) {
   return text.substr(text.find(mark) + mark.size(), 43);
 }
 
-struct SignIn : ::testing::Test {
+struct SignIn : ServiceTest {
   std::string browse(const std::string& query, const std::string& form = "") const {
     const std::string what = (form.empty() ? "GET" : "POST") + (" /native/authorize" + query);
     return sendRaw(service.port, what + " HTTP/1.1\r\nConnection: close\r\nContent-Length: " +
@@ -44,7 +44,6 @@ struct SignIn : ::testing::Test {
     const json body = {{"refresh_token", session.at("refresh_token")}};
     return request(service.port, "POST", "/api/native/refresh", kJson, body.dump());
   }
-  const RunningService service;
   const HostSession device{service.port};
 };
 
@@ -70,7 +69,7 @@ TEST_F(SignIn, givesTokensForTheRightProofOnlyAndEndsThemWhenTheyWereCopied) {
   for (const auto* name : {"code", "code_verifier", "redirect_uri"})
     EXPECT_THAT(exchange(code(), {{name, kVerifier + "x"}}).refusal(),
                 StartsWith(std::string("400 member \"") + name));
-  EXPECT_EQ(service.control("faults", R"({"access_seconds":60})"), "200 ");
+  service.control("faults", {{"access_seconds", 60}});
   const std::string stolen = code();
   const json session = exchange(stolen).body, other = exchange(code()).body;
   EXPECT_EQ(exchange(stolen).status, 400);

@@ -2,16 +2,13 @@
 
 #include <boost/beast/core.hpp>
 #include <boost/beast/websocket.hpp>
-#include <future>
+#include <csignal>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-#include <thread>
 #include <utility>  // missing from Boost 1.74's own headers
 
-#include "service/Service.h"
-#include "support/Eventually.h"
-#include "support/HttpTalk.h"
 #include "support/LoopbackSocket.h"
+#include "support/ServiceRun.h"
 
 namespace quorvex::service::test {
 
@@ -19,32 +16,14 @@ using namespace quorvex::test;
 
 const Headers kJson = {{"Content-Type", "application/json"}};
 
-/// The service on a thread of its own, from construction to destruction.
-struct RunningService {
-  explicit RunningService(const Options& options = {}) {
-    std::promise<std::uint16_t> listening;
-    thread = std::thread([this, options, &listening] {
-      Service service(loop, options);
-      const auto error = service.listen();
-      listening.set_value(error ? throw std::runtime_error(*error) : service.port());
-      loop.run();
-    });
-    port = listening.get_future().get();
+/// Each test has a service of its own, which ends as it is asked to whatever it is doing.
+class ServiceTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    service.process->signal(SIGTERM);
+    EXPECT_EQ(service.process->exitCode(), 0) << service.printed();
   }
-  ~RunningService() {
-    loop.stop();
-    thread.join();
-  }
-  [[nodiscard]] std::string control(const std::string& what, const std::string& body) const {
-    return request(port, "POST", "/control/" + what, kJson, body).refusal();
-  }
-  [[nodiscard]] nlohmann::json state() const { return request(port, "GET", "/control/state").body; }
-
-  std::uint16_t port = 0;
-
- private:
-  ServiceLoop loop;
-  std::thread thread;
+  ServiceRun service{{"--log"}};
 };
 
 /// A host's session: its token, and the headers that its requests carry.

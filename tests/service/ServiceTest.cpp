@@ -25,9 +25,8 @@ const std::string kVideo =
     "FF"
     "\r\n";
 
-class Talk : public ::testing::Test {
+class Talk : public ServiceTest {
  protected:
-  const RunningService service;
   const HostSession session{service.port};
 };
 
@@ -124,7 +123,7 @@ TEST_F(Talk, refusesOffersAndCandidatesThatAreSpoiltInOnePlace) {
 }
 
 TEST_F(Talk, givesAVanishedPeersPlaceOnAndEndsWhileOneIsLive) {
-  EXPECT_EQ(service.control("faults", R"({"places":1})"), "200 ");
+  service.control("faults", {{"places", 1}});
   const HostSession other(service.port);
   StatusTalk first(session), second(other);
   const auto offerer = [](const HostSession& host, const std::string& client) {
@@ -139,7 +138,7 @@ TEST_F(Talk, givesAVanishedPeersPlaceOnAndEndsWhileOneIsLive) {
   for (int i = 0; i < 2; ++i) EXPECT_EQ(offerOne().value("type", ""), "answer");
   EXPECT_EQ(offerTwo(), json({{"status", "queued"}, {"queue_position", 1}}));
   EXPECT_EQ(second.receive()->at("total_in_queue"), 1);
-  EXPECT_EQ(service.control("peers", R"({"vanish":true})"), "204 ");
+  service.control("peers", {{"vanish", true}});
   EXPECT_EQ(second.receive()->at("action"), "start_connection");
   EXPECT_EQ(offerTwo().value("type", ""), "answer");
 }
@@ -180,20 +179,19 @@ TEST_F(Talk, takesRightMessagesInSilenceAndAnswersWrongOnesWithAnError) {
 }
 
 TEST_F(Talk, holdsRepliesBackUntilItIsToldOtherwiseForAnyNumberOfClientsThatGo) {
-  EXPECT_EQ(service.control("faults", R"({"replies":{"diagnostic-report":{"hang":true}}})"),
-            "200 ");
+  service.control("faults", {{"replies", {{"diagnostic-report", {{"hang", true}}}}}});
   const std::string report = "POST /api/diagnostic-report HTTP/1.1\r\nContent-Length: 0\r\n\r\n";
   // More than the service holds connections for.
   for (int i = 0; i < 300; ++i) ASSERT_EQ(sendRaw(service.port, report, true), "");
   EXPECT_EQ(service.state()["requests"]["diagnostic-report"], 300);
-  EXPECT_EQ(service.control("faults", R"({"replies":{"diagnostic-report":null}})"), "200 ");
+  service.control("faults", {{"replies", {{"diagnostic-report", nullptr}}}});
   EXPECT_EQ(session.post(kReport, json::object()).status, 400);
 }
 
 TEST_F(Talk, sendsOverOpenStatusSocketsWhatItIsToldAndNoIdentityBefore) {
-  EXPECT_EQ(service.control("faults", R"({"identity":false})"), "200 ");
+  service.control("faults", {{"identity", false}});
   StatusTalk status(session);
-  EXPECT_EQ(service.control("socket", R"({"text":"[1]","binary":true})"), "204 ");
+  service.control("socket", {{"text", "[1]"}, {"binary", true}});
   EXPECT_EQ(status.receive(), json({1}));
   EXPECT_TRUE(status.stream.got_binary());
 }

@@ -7,9 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <sstream>
 
 #include "support/Eventually.h"
@@ -17,38 +15,27 @@
 namespace quorvex::test {
 namespace {
 
-std::string whereIs(const std::string& program) {
-  if (program.starts_with('/')) return program;
+bool isInstalled(const std::string& program) {
+  if (program.starts_with('/')) return ::access(program.c_str(), X_OK) == 0;
   std::istringstream folders(std::getenv("PATH"));
   for (std::string folder; std::getline(folders, folder, ':');)
-    if (const auto path = folder + "/" + program; ::access(path.c_str(), X_OK) == 0) return path;
-  return {};
-}
-
-std::vector<char*> pointers(std::vector<std::string>& lines) {
-  std::vector<char*> all;
-  for (auto& line : lines) all.push_back(line.data());
-  all.push_back(nullptr);
-  return all;
+    if (::access((folder + "/" + program).c_str(), X_OK) == 0) return true;
+  return false;
 }
 
 }  // namespace
 
 ChildProcess::ChildProcess(std::vector<std::string> words, const std::string& package,
                            const std::string& output, std::vector<std::string> environment) {
-  const auto program = whereIs(words[0]);
-  if (program.empty()) {
+  if (!isInstalled(words[0])) {
     ADD_FAILURE() << words[0] << " is not installed; it comes with the Debian package " << package;
     return;
   }
-  const auto given = environment;
-  for (char** line = environ; *line; ++line) {
-    const std::string inherited = *line, name = inherited.substr(0, inherited.find('=') + 1);
-    if (std::ranges::none_of(given, [&](const auto& one) { return one.starts_with(name); }))
-      environment.push_back(inherited);
-  }
-  const auto arguments = pointers(words);
-  const auto variables = pointers(environment);
+  environment.insert(environment.begin(), "env");
+  words.insert(words.begin(), environment.begin(), environment.end());
+  std::vector<char*> arguments;
+  for (auto& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
   process = ::fork();
   if (process != 0) return;
   // Between fork and exec only what is safe in a copy of a program with threads.
@@ -56,7 +43,7 @@ ChildProcess::ChildProcess(std::vector<std::string> words, const std::string& pa
   const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
   ::dup2(file, STDOUT_FILENO);
   ::dup2(file, STDERR_FILENO);
-  ::execve(program.c_str(), arguments.data(), variables.data());
+  ::execv("/usr/bin/env", arguments.data());
   ::_exit(127);
 }
 

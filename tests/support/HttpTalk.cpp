@@ -6,20 +6,15 @@
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
-#include <sstream>
 #include <utility>  // missing from Boost 1.74's own headers
 
 #include "support/LoopbackSocket.h"
 
 namespace quorvex::test {
-namespace {
-
 namespace asio = boost::asio;
 namespace http = boost::beast::http;
 using asio::ip::tcp;
 using boost::system::error_code;
-
-}  // namespace
 
 std::string sendRaw(std::uint16_t port, const std::string& bytes, bool thenEnd) {
   asio::io_context io;
@@ -48,9 +43,7 @@ Reply request(std::uint16_t port, const std::string& method, const std::string& 
   boost::beast::flat_buffer buffer;
   http::response<http::string_body> received;
   http::read(socket, buffer, received);
-  std::ostringstream head;
-  head << received.base();
-  Reply reply{.status = static_cast<int>(received.result_int()), .head = head.str()};
+  Reply reply{.status = static_cast<int>(received.result_int())};
   if (!received.body().empty()) reply.body = nlohmann::json::parse(received.body());
   return reply;
 }

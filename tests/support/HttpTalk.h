@@ -21,7 +21,6 @@ struct Reply {
   }
 
   int status = 0;
-  std::string head;
   nlohmann::json body = nlohmann::json::object();
 };
 

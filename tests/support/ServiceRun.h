@@ -1,12 +1,17 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
+#include <optional>
 
-#include "e2e/HostRun.h"
+#include "support/ChildProcess.h"
+#include "support/Eventually.h"
 #include "support/HttpTalk.h"
+#include "support/TemporaryFolder.h"
 
 namespace quorvex::test {
 
@@ -69,12 +74,12 @@ class ServiceRun {
   TemporaryFolder folder;
   std::uint16_t port = 0;
   nlohmann::json bases;
+  std::optional<ChildProcess> process;
 
  private:
   [[nodiscard]] std::string output() const { return folder / "service.txt"; }
 
   std::vector<std::string> words;
-  std::optional<ChildProcess> process;
 };
 
 }  // namespace quorvex::test
