@@ -22,17 +22,20 @@ const auto kRestarts = Contains(ContainsRegex("pipeline: restart #"));
 class Network : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (const auto why = TestNetwork::whyNot()) GTEST_SKIP() << *why;
-    network.emplace();
+    try {
+      network.emplace();
+    } catch (const std::system_error& error) {
+      GTEST_SKIP() << error.what();
+    }
   }
 
-  /// Starts a session of so many seconds over such a link; waits for its pictures.
-  void start(LossyLink::Quality link, const char* lasting,
+  /// Starts a session of so many seconds over such a cable; waits for its pictures.
+  void start(TestNetwork::Cable cable, const char* lasting,
              const std::vector<std::string>& serviceOptions = {}) {
     service.emplace(serviceOptions, network->wrapper(Place::service));
     network->forward(service->port);
-    if (!link.ports.empty()) link.ports.insert(service->port);
-    network->link.become(link);
+    if (!cable.ports.empty()) cable.ports.insert(service->port);
+    network->become(cable);
     host.emplace(service->hostOptions({"--seconds", lasting}), std::vector<std::string>{},
                  network->wrapper(Place::host));
     camera.emplace(host->socket());
@@ -40,12 +43,12 @@ class Network : public ::testing::Test {
   }
   /// Takes the link away for so long, and until the host says what it then should.
   void loseLink(seconds time, const char* said) {
-    network->link.become({.plugged = false});
+    network->become({.plugged = false});
     const auto down = Clock::now();
     EXPECT_TRUE(camera->stops(time));
     std::this_thread::sleep_until(down + time);
     host->shows(said);
-    network->link.become({});
+    network->become({});
     ASSERT_TRUE(camera->flowsAgain(Clock::now())) << host->printed();
   }
   /// The report of a session that ends live, and has logged nothing that is nobody's business.

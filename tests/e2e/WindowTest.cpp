@@ -1,13 +1,18 @@
-// The window over a live session, driven by mouse and keyboard.
+// The window over a live session, driven by mouse and keyboard: what the user steers is seen in the
+// pictures that reach the virtual camera, and in what the service has been told.
 #include "e2e/SteeredHost.h"
 #include "ui/ShownWindow.h"
 
 namespace quorvex::test {
 namespace {
 
+constexpr int kMiddle = 640, kEyes = 324, kMouth = 443;
+
 class WindowTest : public SteeredHost {
  protected:
-  WindowTest() {
+  /// The service sends 640x480, so that the host has something to fit and to mirror: the picture
+  /// stands between bars 160 pixels wide.
+  WindowTest() : SteeredHost({"--size", "640x480"}) {
     windows.emplace(defaults, [this] { terminated = host->applicationShouldTerminate(); });
   }
 
@@ -31,24 +36,86 @@ class WindowTest : public SteeredHost {
     shown->key(key, Qt::ControlModifier);
     shown->settle();
   }
-  bool isSet(const char* setting) {
-    return comes([&] { return settings()[setting].get<bool>(); });
+  void addFace(const std::string& name, std::uint8_t grey) {
+    offerPhoto(name, grey);
+    shown->click(shown->item("AddFaceCard"));
+    ASSERT_TRUE(shows("Face set — swapping…"));
+    shown->settle();
   }
+
+  [[nodiscard]] int luma(int x, int y) {
+    const auto at = picture();
+    return at ? at->baseAddressOfPlane(0)[y * at->bytesPerRowOfPlane(0) + x] : -1;
+  }
+  /// Whether a pixel comes to have this luma, within what a video codec does to it.
+  [[nodiscard]] bool turns(int x, int y, int expected) {
+    return comes([&] { return std::abs(luma(x, y) - expected) < 12; });
+  }
+  /// The 26 cells in which the camera stamps its number: whether each is white.
+  [[nodiscard]] std::vector<bool> stamp() {
+    std::vector<bool> cells;
+    for (int middle = 1; middle < 52; middle += 2)
+      cells.push_back(luma(160 + middle * 960 / 52, 680) > 128);
+    return cells;
+  }
+
   std::optional<ShownWindow> shown;
   bool terminated = false;
 };
 
-TEST_F(WindowTest, steersTheSwap) {
-  offerPhoto("Anna.jpg", 200);
-  shown->click(shown->item("AddFaceCard"));
-  ASSERT_TRUE(shows("Face set — swapping…"));
-  EXPECT_TRUE(isSet("face"));
+TEST_F(WindowTest, showsTheFaceThatIsChosen) {
+  addFace("Dark.jpg", 40);
+  EXPECT_TRUE(turns(kMiddle, kEyes, 50)) << "40 of 255 is 50 in video range";
+  addFace("Light.jpg", 220);
+  EXPECT_TRUE(turns(kMiddle, kEyes, 205));
+  shown->click(shown->item("FaceCard"));
+  EXPECT_TRUE(turns(kMiddle, kEyes, 50));
+  reconnect();
+  EXPECT_TRUE(shows(kLive));
+  EXPECT_TRUE(turns(kMiddle, kEyes, 50)) << "the face rides on the offer";
+  auto& model = host->appModel();
+  model.onDeleteFace(model.faces->at(0).id);
+  EXPECT_TRUE(turns(kMiddle, kEyes, 205));
+  model.onDeleteFace(model.faces->at(0).id);
+  EXPECT_TRUE(comes([&] { return !settings()["face"]; }));
+  openPanel.chosen = service.folder / "notes.jpg";
+  std::ofstream(*openPanel.chosen) << "no photo";
+  model.onChooseFace();
+  EXPECT_TRUE(shows("Couldn't read that image — try another"));
+}
+
+TEST_F(WindowTest, steersMouthLockPauseEnhancementAndMirror) {
+  addFace("Dark.jpg", 40);
+  ASSERT_TRUE(turns(kMiddle, kMouth, 50));
+  press("Mouth mask");
+  press("Mouth mask");
+  EXPECT_TRUE(comes([&] { return std::abs(luma(kMiddle, kMouth) - 50) > 15; })) << "one's own";
   press("Lock onto my face");
-  EXPECT_TRUE(isSet("locked"));
-  press("Pause");
-  EXPECT_TRUE(isSet("paused"));
+  EXPECT_TRUE(turns(190, 30, 200)) << "the corner of a locked picture";
+  press("Clear lock");
+  EXPECT_TRUE(comes([&] { return !settings()["locked"] && std::abs(luma(190, 30) - 200) > 12; }));
+
   control(Qt::Key_P);
-  EXPECT_TRUE(comes([&] { return !settings()["paused"]; }));
+  ASSERT_TRUE(comes([&] { return settings()["paused"].get<bool>(); }));
+  press("Enhance");
+  mainQueue.advance(2);
+  ASSERT_TRUE(shows(kLive));
+  EXPECT_TRUE(comes([&] { return settings()["paused"] && settings()["enhance"]; }))
+      << "the pause outlives the new session, which enhances";
+  EXPECT_TRUE(turns(163, 300, 160)) << "the border of an enhanced picture";
+  EXPECT_TRUE(comes([&] {
+    const auto first = stamp();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    return first == stamp();
+  })) << "a still";
+  auto mirrored = stamp();
+  std::ranges::reverse(mirrored);
+  EXPECT_NE(stamp(), mirrored);
+  press("Flip camera");
+  EXPECT_TRUE(comes([&] { return stamp() == mirrored; }));
+  press("Resume");
+  EXPECT_TRUE(comes([&] { return !settings()["paused"] && stamp() != mirrored; }));
+
   control(Qt::Key_Backslash);
   EXPECT_FALSE(shown->shows("selfViewBox"));
   control(Qt::Key_Backslash);

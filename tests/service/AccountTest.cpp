@@ -1,6 +1,5 @@
 // Signing in: what the user's browser sees, and what the program gets, keeps and loses.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "service/Accounts.h"
 #include "service/ServiceTalk.h"
@@ -40,11 +39,10 @@ struct SignIn : ServiceTest {
     body.update(changes);
     return request(service.port, "POST", "/api/native/token", kJson, body.dump());
   }
-  Reply refresh(const json& session) const {
-    const json body = {{"refresh_token", session.at("refresh_token")}};
+  Reply refresh(const json& tokens) const {
+    const json body = {{"refresh_token", tokens.at("refresh_token")}};
     return request(service.port, "POST", "/api/native/refresh", kJson, body.dump());
   }
-  const HostSession device{service.port};
 };
 
 TEST_F(SignIn, asksOnAPageThatIsGoodForOneDecisionAndRedirectsNowhereElse) {
@@ -71,13 +69,16 @@ TEST_F(SignIn, givesTokensForTheRightProofOnlyAndEndsThemWhenTheyWereCopied) {
                 StartsWith(std::string("400 member \"") + name));
   service.control("faults", {{"access_seconds", 60}});
   const std::string stolen = code();
-  const json session = exchange(stolen).body, other = exchange(code()).body;
+  const json robbed = exchange(stolen).body, other = exchange(code()).body;
   EXPECT_EQ(exchange(stolen).status, 400);
   const json renewed = refresh(other).body;
   EXPECT_EQ(renewed.at("expires_in"), 60);
-  for (const json& gone : {session, other, renewed}) EXPECT_EQ(refresh(gone).status, 401);
-  for (const json& gone : {session, renewed})
-    EXPECT_EQ(device.signedIn(gone).post("/ws/offer", {}).status, 401);
+  for (const json& gone : {robbed, other, renewed}) EXPECT_EQ(refresh(gone).status, 401);
+  for (const json& gone : {robbed, renewed}) {
+    HostSession host = session;
+    host.headers["Authorization"] = "Bearer " + gone.at("access_token").get<std::string>();
+    EXPECT_EQ(host.post("/ws/offer", {}).status, 401);
+  }
 }
 
 TEST(Accounts, forgetWhatIsOldOrTooMuch) {
