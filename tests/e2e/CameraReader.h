@@ -30,18 +30,16 @@ class CameraReader {
         }) {}
 
   /// Waits until ten pictures have come within a second, all of them after `since`: the seconds
-  /// from there to the first of them. None when they do not within `limit`.
-  [[nodiscard]] std::optional<double> flowsAgain(
-      Clock::time_point since, std::chrono::seconds limit = std::chrono::seconds(60)) const {
+  /// from there to the first of them. None when they do not within a minute.
+  [[nodiscard]] std::optional<double> flowsAgain(Clock::time_point since) const {
     Clock::time_point first;
-    const bool came = eventually(
-        [&] {
-          std::lock_guard hold(mutex);
-          if (arrivals.size() < kFlow) return false;
-          first = arrivals.front();
-          return first >= since && arrivals.back() - first <= std::chrono::seconds(1);
-        },
-        limit);
+    const auto flows = [&] {
+      std::lock_guard hold(mutex);
+      if (arrivals.size() < kFlow) return false;
+      first = arrivals.front();
+      return first >= since && arrivals.back() - first <= std::chrono::seconds(1);
+    };
+    const bool came = eventually(flows, std::chrono::seconds(60));
     return came ? std::optional(std::chrono::duration<double>(first - since).count())
                 : std::nullopt;
   }

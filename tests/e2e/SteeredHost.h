@@ -60,6 +60,8 @@ class SteeredHost : public ::testing::Test {
     ASSERT_TRUE(comes([&] { return static_cast<bool>(picture()); }));
   }
   ~SteeredHost() override {
+    service.process->signal(SIGTERM);
+    EXPECT_EQ(service.process->exitCode(), 0) << "the service ends while a peer is live";
     host->applicationWillTerminate();
     host.reset();
     mainQueue.run();

@@ -51,11 +51,11 @@ class WindowTest : public SteeredHost {
   [[nodiscard]] bool turns(int x, int y, int expected) {
     return comes([&] { return std::abs(luma(x, y) - expected) < 12; });
   }
-  /// The 26 cells in which the camera stamps its number: whether each is white.
-  [[nodiscard]] std::vector<bool> stamp() {
-    std::vector<bool> cells;
+  /// The 26 cells in which the camera stamps its number, x for white.
+  [[nodiscard]] std::string stamp() {
+    std::string cells;
     for (int middle = 1; middle < 52; middle += 2)
-      cells.push_back(luma(160 + middle * 960 / 52, 680) > 128);
+      cells += luma(160 + middle * 960 / 52, 680) > 128 ? 'x' : '.';
     return cells;
   }
 

@@ -14,16 +14,6 @@ constexpr const char *kMint = "/api/session-token", *kReport = "/api/diagnostic-
                      *kOffer = "/ws/offer", *kCandidate = "/ws/ice-candidate",
                      *kFaults = "/control/faults";
 
-/// An offer of one stream of pictures.
-const std::string kVideo =
-    "v=0\r\no=- 1 2 IN IP4 127.0.0.1\r\ns=-\r\nt=0 0\r\na=group:BUNDLE 0\r\nm=video 9 "
-    "UDP/TLS/RTP/SAVPF 96\r\n"
-    "c=IN IP4 0.0.0.0\r\na=mid:0\r\na=rtcp-mux\r\na=setup:actpass\r\na=ice-ufrag:abcd\r\n"
-    "a=ice-pwd:0123456789012345678901\r\na=rtpmap:96 VP8/90000\r\na=fingerprint:sha-256 "
-    "00:11:22:33:44:55:66:77:88:99:AA:BB:CC:DD:EE:FF:00:11:22:33:44:55:66:77:88:99:AA:BB:CC:DD:EE:"
-    "FF"
-    "\r\n";
-
 using Talk = ServiceTest;
 
 TEST_F(Talk, knowsUsersAndClientsAgain) {
@@ -111,27 +101,6 @@ TEST_F(Talk, refusesOffersAndCandidatesThatAreSpoiltInOnePlace) {
   }
   // What is refused takes no place.
   EXPECT_TRUE(eventually([&] { return !service.state()["clients"][0]["live"]; }));
-}
-
-TEST_F(Talk, givesAVanishedPeersPlaceOnAndEndsWhileOneIsLive) {
-  service.control("faults", {{"places", 1}});
-  const HostSession other(service.port);
-  StatusTalk first(session), second(other);
-  const auto offerer = [](const HostSession& host, const std::string& client) {
-    return [&host, client] {
-      const json body = {
-          {"client_id", client}, {"token", host.token}, {"sdp", kVideo}, {"type", "offer"}};
-      return host.post(kOffer, body).body;
-    };
-  };
-  const auto offerOne = offerer(session, first.clientId());
-  const auto offerTwo = offerer(other, second.clientId());
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(offerOne().value("type", ""), "answer");
-  EXPECT_EQ(offerTwo(), json({{"status", "queued"}, {"queue_position", 1}}));
-  EXPECT_EQ(second.receive()->at("total_in_queue"), 1);
-  service.control("peers", {{"vanish", true}});
-  EXPECT_EQ(second.receive()->at("action"), "start_connection");
-  EXPECT_EQ(offerTwo().value("type", ""), "answer");
 }
 
 TEST_F(Talk, takesRightMessagesInSilenceAndAnswersWrongOnesWithAnError) {
