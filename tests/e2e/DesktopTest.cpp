@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <regex>
 
 #include "e2e/HostRun.h"
 #include "support/ServiceRun.h"
@@ -18,12 +19,14 @@ constexpr const char* kQuitting = "lifecycle: quitting — disconnecting cleanly
 class DesktopTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string number;
+    std::string printed;  // of displays that are taken, and at last which it is
+    std::smatch number;
     ASSERT_TRUE(eventually([&] {
-      number = contentOf(folder / "display");
-      return number.ends_with('\n') && std::filesystem::exists(folder / "bus");
+      printed = contentOf(folder / "display");
+      return std::regex_search(printed, number, std::regex("([0-9]+)\n$")) &&
+             std::filesystem::exists(folder / "bus");
     }));
-    environment.push_back("DISPLAY=:" + number.substr(0, number.size() - 1));
+    environment.push_back("DISPLAY=:" + number[1].str());
   }
   [[nodiscard]] std::vector<std::string> options() const {
     auto all = service.hostOptions();
@@ -66,9 +69,11 @@ TEST_F(DesktopTest, showsItsWindowOnceComesForwardAndQuitsThroughTheAlert) {
   const std::string alert = "Quit Quorvex Camera\\?";
   for (const char* answer : {"Escape", "Return"}) {
     EXPECT_THAT(host.log(), Not(Contains(kQuitting)));
-    ASSERT_TRUE(shows("Quorvex", "ctrl+q"));
-    ASSERT_TRUE(eventually([&] { return shows(alert); }));
-    // As often as it takes a new window to have the keyboard.
+    // As often as it takes a window to have the keyboard.
+    ASSERT_TRUE(eventually([&] {
+      return shows("Quorvex", "ctrl+q") &&
+             eventually([&] { return shows(alert); }, std::chrono::seconds(1));
+    }));
     EXPECT_TRUE(eventually([&] { return !shows(alert, answer); })) << alert << " stays";
   }
   EXPECT_EQ(host.process->exitCode(), 0);
