@@ -1,11 +1,11 @@
 // Signing in as a person does: the real program, its key store and a browser that shows the pages.
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <filesystem>
 #include <regex>
 
-#include "e2e/ServiceRun.h"
+#include "e2e/HostRun.h"
+#include "support/ServiceRun.h"
 
 namespace quorvex::test {
 namespace {
@@ -84,9 +84,7 @@ class BrowserTest : public ::testing::Test {
   }
 
   [[nodiscard]] HostRun run(const std::vector<std::string>& words = {}) const {
-    std::vector<std::string> options = service.hostOptions();
-    options.insert(options.end(), words.begin(), words.end());
-    return HostRun(options, environment);
+    return HostRun(service.hostOptions(words), environment);
   }
   /// What the program's neighbours can see of it while it runs.
   void look(const HostRun& host) {
@@ -153,17 +151,14 @@ TEST_F(BrowserTest, keepsTheAccountAcrossLaunchesAndItsSecretsToItself) {
   for (const bool revoked : {false, true}) {
     const std::string before = kept();
     HostRun host = run();
-    ASSERT_TRUE(eventually([&] { return host.says(kLive); })) << host.printed();
+    const std::size_t live = host.shows(kLive);
     look(host);
     EXPECT_THAT(host.log(), Contains(kAuthed));
     EXPECT_NE(kept(), before) << "refresh tokens rotate";
     if (revoked) {
-      (void)service.control("accounts", {{"revoke", true}});
-      (void)service.control("socket", {{"abort", true}});
-      EXPECT_TRUE(eventually([&] {
-        const auto again = host.printed().rfind("Reconnecting…");
-        return again != std::string::npos && host.printed().find(kLive, again) != std::string::npos;
-      })) << host.printed();
+      service.control("accounts", {{"revoke", true}});
+      service.control("socket", {{"abort", true}});
+      host.shows(kLive, host.shows("Reconnecting…", live));
       EXPECT_THAT(host.log(), Contains("signaling: minted token type=device brand=quorvex"));
       EXPECT_EQ(kept(), "");
     }
@@ -189,10 +184,9 @@ TEST_F(BrowserTest, keepsTheAccountAcrossLaunchesAndItsSecretsToItself) {
 
 TEST_F(BrowserTest, isLaunchedBesideAKeyStoreThatHangs) {
   keyring->signal(SIGSTOP);
-  HostRun host = run({"--seconds", "5"});
-  EXPECT_EQ(end(host), 0);
-  EXPECT_EQ(host.report()["status"], kLive);
-  EXPECT_LT(host.report()["mainThreadStallMs"], 50);
+  HostRun host = run();
+  host.shows(kLive);
+  EXPECT_LT(host.interrupted()["mainThreadStallMs"], 50);
 }
 
 }  // namespace

@@ -5,38 +5,29 @@
 #include <map>
 
 #include "e2e/HostRun.h"
-#include "e2e/ServiceRun.h"
 #include "support/PrivatePipeWire.h"
+#include "support/ServiceRun.h"
 
 namespace quorvex::test {
 namespace {
 
 using ::testing::HasSubstr;
-using Environment = std::vector<std::string>;
 
 /// A bus that nobody listens on, so that no key store is started.
 const std::string kNoBus = "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent";
 
-std::map<std::string, std::string> statesIn(const std::string& printed) {
-  std::map<std::string, std::string> states;
-  const auto findings = nlohmann::json::parse(printed, nullptr, false);
-  for (const auto& finding : findings) states[finding.value("check", "")] = finding["state"];
-  return states;
-}
-
 TEST(Doctor, findsTheWayOpenWithAWebcamPipeWireAndTheService) {
   const PrivatePipeWire pipeWire;
   const ServiceRun service;
-  auto options = service.hostOptions();
-  options.insert(options.begin(), {"doctor", "--json"});
-  Environment environment = pipeWire.environment();
-  environment.insert(environment.begin(), kNoBus);
+  auto environment = pipeWire.environment();
+  environment.push_back(kNoBus);
   std::map<std::string, std::string> states;
   std::optional<int> code;
   ASSERT_TRUE(eventually([&] {  // until the session manager is there
-    HostRun host(options, environment);
+    HostRun host(service.hostOptions({"doctor", "--json"}), environment);
     code = host.process->exitCode();
-    states = statesIn(host.printed());
+    for (const auto& finding : nlohmann::json::parse(host.printed()))
+      states[finding["check"]] = finding["state"];
     return states["pipewire"] == "ok";
   }));
   EXPECT_EQ(states["pipewire-camera"], "note");

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <csignal>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -8,6 +11,7 @@
 
 #include "log/HostLog.h"
 #include "support/ChildProcess.h"
+#include "support/Eventually.h"
 #include "support/TemporaryFolder.h"
 
 namespace quorvex::test {
@@ -18,27 +22,22 @@ inline constexpr const char* kLive = "Live ✓ — swapped camera ready";
 class HostRun {
  public:
   /// `wrapper` are the words that go before the program's own, to run it elsewhere.
-  explicit HostRun(std::vector<std::string> options, std::vector<std::string> environment = {},
-                   std::vector<std::string> wrapper = {})
+  explicit HostRun(const std::vector<std::string>& options,
+                   std::vector<std::string> environment = {}, std::vector<std::string> wrapper = {})
       : logStart(contentOf(hostLogPath()).size()) {
-    std::vector<std::string> words = std::move(wrapper);
-    words.emplace_back(HOST_PROGRAM);
-    words.insert(words.end(), options.begin(), options.end());
-    words.insert(words.end(), {"--report", folder / "report.json"});
+    wrapper.emplace_back(HOST_PROGRAM);
+    wrapper.insert(wrapper.end(), options.begin(), options.end());
+    wrapper.insert(wrapper.end(), {"--report", folder / "report.json"});
     environment.insert(environment.begin(), {"XDG_CONFIG_HOME=" + (folder / "config"),
                                              "XDG_RUNTIME_DIR=" + (folder / "")});
-    process.emplace(words, "", output(), environment);
+    process.emplace(wrapper, "", output(), environment);
   }
 
   [[nodiscard]] std::string socket() const { return folder / "quorvex-camera.sock"; }
   [[nodiscard]] std::string printed() const { return contentOf(output()); }
-  [[nodiscard]] bool says(const std::string& text) const {
-    return printed().find(text) != std::string::npos;
-  }
   [[nodiscard]] nlohmann::json report() const {
     return nlohmann::json::parse(contentOf(folder / "report.json"));
   }
-
   /// What this run wrote into the host's log: each line's message.
   [[nodiscard]] std::vector<std::string> log() const {
     std::ifstream file(hostLogPath());
@@ -49,10 +48,40 @@ class HostRun {
     return messages;
   }
 
+  /// Waits until it prints this behind the first `from` bytes: the bytes up to there.
+  std::size_t shows(const std::string& text, std::size_t from = 0) const {
+    std::size_t at = 0;
+    EXPECT_TRUE(eventually([&] { return (at = printed().find(text, from)) != std::string::npos; },
+                           kPatience))
+        << text << " is not shown behind the first " << from << " bytes of:\n"
+        << printed();
+    return at;
+  }
+  /// Waits for a line of the log behind the first `from`: the number of lines up to it.
+  std::size_t logs(const std::string& start, std::size_t from = 0) const {
+    std::size_t at = 0;
+    const auto logged = [&] {
+      const auto lines = log();
+      for (at = from; at < lines.size(); ++at)
+        if (lines[at].starts_with(start)) return true;
+      return false;
+    };
+    EXPECT_TRUE(eventually(logged, kPatience)) << "no line begins with: " << start << printed();
+    return at + 1;
+  }
+  /// Ends it as Ctrl-C does: its report.
+  nlohmann::json interrupted() {
+    process->signal(SIGINT);
+    EXPECT_EQ(process->exitCode(), 0) << printed();
+    return report();
+  }
+
   TemporaryFolder folder;
   std::optional<ChildProcess> process;
 
  private:
+  static constexpr std::chrono::seconds kPatience{40};
+
   [[nodiscard]] std::string output() const { return folder / "output.txt"; }
 
   const std::size_t logStart;

@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "app/AppDelegate.h"
-#include "e2e/ServiceRun.h"
+#include "e2e/HostRun.h"
 #include "fakes/FakeAccount.h"
 #include "fakes/FakeImages.h"
 #include "fakes/FakeService.h"
@@ -24,6 +24,7 @@
 #include "linux/vcam/EmbeddedCamera.h"
 #include "linux/vcam/VirtualCameraDevices.h"
 #include "linux/webrtc/NativeRtcEngine.h"
+#include "support/ServiceRun.h"
 #include "ui/QtWindows.h"
 
 namespace quorvex::test {
@@ -32,20 +33,26 @@ namespace quorvex::test {
 /// that the test moves.
 class SteeredHost : public ::testing::Test {
  protected:
-  enum class Desktop { none, offscreen };
-
-  explicit SteeredHost(std::vector<std::string> serviceOptions = {},
+  explicit SteeredHost(const std::vector<std::string>& serviceOptions = {},
                        std::shared_ptr<CameraProvider> webcam =
-                           std::make_shared<PatternCamera>(std::make_shared<FrameLedger>()),
-                       Desktop desktop = Desktop::none)
-      : application(makeApplication(desktop)),
-        service(std::move(serviceOptions)),
-        windows(desktop == Desktop::none
-                    ? nullptr
-                    : std::make_unique<QtWindows>(
-                          defaults, [this] { terminated = host->applicationShouldTerminate(); })),
-        camera(std::move(webcam)) {}
+                           std::make_shared<PatternCamera>(std::make_shared<FrameLedger>()))
+      : service(serviceOptions), camera(std::move(webcam)) {}
   void SetUp() override {
+    const auto makeQueue = [](const std::string& label) {
+      return std::make_shared<ThreadQueue>(label);
+    };
+    AppDelegate::Platform platform{mainQueue, makeQueue,  background, clock,      http,
+                                   sockets,   defaults,   systemLog,  cmio,       engine,
+                                   images,    {},         {},         &openPanel, auth,
+                                   workspace, extensions, {},         {},         {}};
+    platform.environment = [](const char*) { return std::nullopt; };
+    if (windows) {
+      platform.windows = &*windows;
+      platform.makeMainWindow = [this](AppModel& model) { return windows->makeMainWindow(model); };
+    }
+    host = std::make_shared<AppDelegate>(
+        platform, ServiceEndpoints{service.bases["web"], service.bases["api"],
+                                   service.bases["socket"], "127.0.0.1", "support@example.org"});
     host->applicationDidFinishLaunching();
     ASSERT_TRUE(shows(kLive));
     // Pictures come last of all: no news of this connection is on its way any more, which would
@@ -53,6 +60,8 @@ class SteeredHost : public ::testing::Test {
     ASSERT_TRUE(comes([&] { return static_cast<bool>(picture()); }));
   }
   ~SteeredHost() override {
+    service.process->signal(SIGTERM);
+    EXPECT_EQ(service.process->exitCode(), 0) << "the service ends while a peer is live";
     host->applicationWillTerminate();
     host.reset();
     mainQueue.run();
@@ -60,7 +69,7 @@ class SteeredHost : public ::testing::Test {
 
   [[nodiscard]] bool comes(const std::function<bool()>& condition) {
     return eventually([&] {
-      QCoreApplication::processEvents();
+      QApplication::processEvents();
       mainQueue.run();
       return condition();
     });
@@ -74,6 +83,11 @@ class SteeredHost : public ::testing::Test {
   [[nodiscard]] PixelBufferRef picture() {
     std::lock_guard hold(mutex);
     return lastDelivered;
+  }
+  /// Lets the next one be from now on.
+  void forgetPicture() {
+    std::lock_guard hold(mutex);
+    lastDelivered = {};
   }
   [[nodiscard]] nlohmann::json settings() const {
     return service.state()["clients"][0]["settings"];
@@ -89,22 +103,18 @@ class SteeredHost : public ::testing::Test {
     mainQueue.advance(2);
   }
 
-  /// What draws windows is made once a process and stays: Qt's animations outlive neither it nor
-  /// the process.
-  std::unique_ptr<QCoreApplication> makeApplication(Desktop desktop) {
-    if (QCoreApplication::instance()) return nullptr;
-    if (desktop == Desktop::none) return std::make_unique<QCoreApplication>(argumentCount, nullptr);
+  /// Made once a process, and stays: Qt's animations outlive neither it nor the process.
+  static QApplication& makeApplication() {
+    static int noArguments = 0;
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
-    static int noArguments = 0;
-    [[maybe_unused]] static const auto* const forAll = new QApplication(noArguments, nullptr);
-    return nullptr;
+    static auto* const forAll = new QApplication(noArguments, nullptr);
+    return *forAll;
   }
 
   std::mutex mutex;
   PixelBufferRef lastDelivered;  ///< by mutex
-  int argumentCount = 0;
-  std::unique_ptr<QCoreApplication> application;
+  QApplication& application = makeApplication();
   LogFile log;
   ServiceRun service;
   VirtualClock clock;
@@ -122,11 +132,7 @@ class SteeredHost : public ::testing::Test {
         lastDelivered = sample.imageBuffer;
       }};
   VipsImageCodec images;
-  bool terminated = false;
-  std::unique_ptr<QtWindows> windows;
-  std::function<std::unique_ptr<Window>(AppModel&)> makeWindow = [this](AppModel& model) {
-    return windows->makeMainWindow(model);
-  };
+  std::optional<QtWindows> windows;  ///< none, unless a test makes them
   FakeOpenPanel openPanel;
   FakeKeyStore keyStore;
   SystemCrypto crypto;
@@ -138,30 +144,7 @@ class SteeredHost : public ::testing::Test {
   ThreadQueue background{"background"};
   std::shared_ptr<CameraProvider> camera;
   NativeRtcEngine engine{camera, true};
-  std::shared_ptr<AppDelegate> host = std::make_shared<AppDelegate>(
-      AppDelegate::Platform{
-          mainQueue,
-          [](const std::string& label) { return std::make_shared<ThreadQueue>(label); },
-          background,
-          clock,
-          http,
-          sockets,
-          defaults,
-          systemLog,
-          cmio,
-          engine,
-          images,
-          windows.get(),
-          windows ? makeWindow : nullptr,
-          &openPanel,
-          auth,
-          workspace,
-          extensions,
-          [](const char*) { return std::optional<std::string>(); },
-          {},
-          {}},
-      ServiceEndpoints{service.bases["web"], service.bases["api"], service.bases["socket"],
-                       "127.0.0.1", "support@example.org"});
+  std::shared_ptr<AppDelegate> host;
 };
 
 }  // namespace quorvex::test

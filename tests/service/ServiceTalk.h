@@ -2,16 +2,13 @@
 
 #include <boost/beast/core.hpp>
 #include <boost/beast/websocket.hpp>
-#include <future>
+#include <csignal>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-#include <thread>
 #include <utility>  // missing from Boost 1.74's own headers
 
-#include "service/Service.h"
-#include "support/Eventually.h"
-#include "support/HttpTalk.h"
 #include "support/LoopbackSocket.h"
+#include "support/ServiceRun.h"
 
 namespace quorvex::service::test {
 
@@ -19,52 +16,14 @@ using namespace quorvex::test;
 
 const Headers kJson = {{"Content-Type", "application/json"}};
 
-/// The service on a thread of its own, from construction to destruction.
-struct RunningService {
-  explicit RunningService(const Options& options = {}) {
-    std::promise<std::uint16_t> listening;
-    thread = std::thread([this, options, &listening] {
-      Service service(loop, options);
-      const auto error = service.listen();
-      listening.set_value(error ? throw std::runtime_error(*error) : service.port());
-      loop.run();
-    });
-    port = listening.get_future().get();
-  }
-  ~RunningService() {
-    loop.stop();
-    thread.join();
-  }
-  [[nodiscard]] std::string control(const std::string& what, const std::string& body) const {
-    return request(port, "POST", "/control/" + what, kJson, body).refusal();
-  }
-  [[nodiscard]] nlohmann::json state() const { return request(port, "GET", "/control/state").body; }
-
-  std::uint16_t port = 0;
-
- private:
-  ServiceLoop loop;
-  std::thread thread;
-};
-
 /// A host's session: its token, and the headers that its requests carry.
 struct HostSession {
   explicit HostSession(std::uint16_t servicePort, const std::string& device = "a new device")
       : port(servicePort) {
     const Reply reply = post("/api/session-token", {{"device_id", device}});
-    use(reply.body.at("token"), reply.body.at("user_uuid"));
-  }
-  /// The same host once it has these tokens of an account.
-  [[nodiscard]] HostSession signedIn(const nlohmann::json& account) const {
-    HostSession session = *this;
-    session.use(account.at("access_token"), account.at("user_uuid"));
-    return session;
-  }
-  void use(const std::string& newToken, const std::string& newUser) {
-    token = newToken;
-    userUuid = newUser;
-    headers["Authorization"] = "Bearer " + token;
-    headers["X-Brand-Id"] = "quorvex";
+    token = reply.body.at("token");
+    userUuid = reply.body.at("user_uuid");
+    headers.insert({{"Authorization", "Bearer " + token}, {"X-Brand-Id", "quorvex"}});
   }
   [[nodiscard]] Reply post(const std::string& path, const nlohmann::json& body) const {
     return request(port, "POST", path, headers, body.dump());
@@ -73,6 +32,17 @@ struct HostSession {
   std::uint16_t port;
   std::string token, userUuid;
   Headers headers = kJson;
+};
+
+/// Each test has a service of its own, which ends as it is asked to whatever it is doing.
+class ServiceTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    service.process->signal(SIGTERM);
+    EXPECT_EQ(service.process->exitCode(), 0) << service.printed();
+  }
+  ServiceRun service{{"--log"}};
+  const HostSession session{service.port};
 };
 
 /// A host's status socket.
@@ -99,11 +69,7 @@ struct StatusTalk {
     return nlohmann::json::parse(boost::beast::buffers_to_string(buffer.data()));
   }
   /// Waits for the end: the peer's close code, 0 when it just went away.
-  int closeCode() {
-    while (receive()) {
-    }
-    return stream.reason().code;
-  }
+  int closeCode() { return receive() ? closeCode() : stream.reason().code; }
   std::string clientId() { return receive().value().at("client_id"); }
 
   boost::asio::io_context io;

@@ -1,6 +1,5 @@
 // The service's protocol, and how it is broken on demand, over real sockets.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "service/ServiceTalk.h"
 
@@ -15,21 +14,7 @@ constexpr const char *kMint = "/api/session-token", *kReport = "/api/diagnostic-
                      *kOffer = "/ws/offer", *kCandidate = "/ws/ice-candidate",
                      *kFaults = "/control/faults";
 
-/// An offer of one stream of pictures.
-const std::string kVideo =
-    "v=0\r\no=- 1 2 IN IP4 127.0.0.1\r\ns=-\r\nt=0 0\r\na=group:BUNDLE 0\r\nm=video 9 "
-    "UDP/TLS/RTP/SAVPF 96\r\n"
-    "c=IN IP4 0.0.0.0\r\na=mid:0\r\na=rtcp-mux\r\na=setup:actpass\r\na=ice-ufrag:abcd\r\n"
-    "a=ice-pwd:0123456789012345678901\r\na=rtpmap:96 VP8/90000\r\na=fingerprint:sha-256 "
-    "00:11:22:33:44:55:66:77:88:99:AA:BB:CC:DD:EE:FF:00:11:22:33:44:55:66:77:88:99:AA:BB:CC:DD:EE:"
-    "FF"
-    "\r\n";
-
-class Talk : public ::testing::Test {
- protected:
-  const RunningService service;
-  const HostSession session{service.port};
-};
+using Talk = ServiceTest;
 
 TEST_F(Talk, knowsUsersAndClientsAgain) {
   EXPECT_EQ(HostSession(service.port, session.userUuid).userUuid, session.userUuid);
@@ -59,11 +44,8 @@ TEST_F(Talk, refusesWrongPathsMethodsAndBodies) {
       {"POST", kMint, "413 .*8 MiB.*", std::string((8 << 20) + 1, ' ')},
       {"GET", "/", "431 .*", "", {{"X-Large", std::string(17 << 10, 'x')}}},
       {"POST", kReport, "400 .*note.*", R"({"traceId":"A","connectionError":"x","note":7})"},
-      {"POST", kReport, "204 ", R"({"traceId":"ABCD","connectionError":"gone","note":"n"})"},
-      {"POST", kFaults, "415 .*", "{}", {}},
       {"POST", kFaults, "400 .*palces.*", R"({"identity":false,"palces":1})"},
       {"POST", kFaults, "400 .*\"places\".*from 0.*", R"({"ahead":2,"places":-1})"},
-      {"POST", kFaults, "400 .*\"admit\".*start_connection.*not_queued.*", R"({"admit":"soon"})"},
       {"POST", kFaults, "400 .*replies.offers.*", R"({"replies":{"offers":null}})"},
       {"POST", kFaults, "400 .*offer.delay.*", R"({"replies":{"offer":{"delay":-1}}})"},
       {"POST", kFaults, "400 .*offer.headers.A.*",
@@ -74,8 +56,6 @@ TEST_F(Talk, refusesWrongPathsMethodsAndBodies) {
     EXPECT_THAT(request(service.port, method, path, headers, body).refusal(),
                 MatchesRegex(expected));
   EXPECT_EQ(service.state().at("faults"), faults);
-  EXPECT_EQ(service.state().at("reports"),
-            json::parse(R"([{"traceId":"ABCD","connectionError":"gone","note":"n"}])"));
   for (const std::string& noise : {std::string("gibberish\r\n\r\n"), std::string(64, '\0')})
     EXPECT_THAT(sendRaw(service.port, noise), StartsWith("HTTP/1.1 400 "));
   EXPECT_EQ(sendRaw(service.port, "POST / HTTP/1.1\r\nContent-Length: 9\r\n\r\n{\"", true), "");
@@ -123,27 +103,6 @@ TEST_F(Talk, refusesOffersAndCandidatesThatAreSpoiltInOnePlace) {
   EXPECT_TRUE(eventually([&] { return !service.state()["clients"][0]["live"]; }));
 }
 
-TEST_F(Talk, givesAVanishedPeersPlaceOnAndEndsWhileOneIsLive) {
-  EXPECT_EQ(service.control("faults", R"({"places":1})"), "200 ");
-  const HostSession other(service.port);
-  StatusTalk first(session), second(other);
-  const auto offerer = [](const HostSession& host, const std::string& client) {
-    return [&host, client] {
-      const json body = {
-          {"client_id", client}, {"token", host.token}, {"sdp", kVideo}, {"type", "offer"}};
-      return host.post(kOffer, body).body;
-    };
-  };
-  const auto offerOne = offerer(session, first.clientId());
-  const auto offerTwo = offerer(other, second.clientId());
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(offerOne().value("type", ""), "answer");
-  EXPECT_EQ(offerTwo(), json({{"status", "queued"}, {"queue_position", 1}}));
-  EXPECT_EQ(second.receive()->at("total_in_queue"), 1);
-  EXPECT_EQ(service.control("peers", R"({"vanish":true})"), "204 ");
-  EXPECT_EQ(second.receive()->at("action"), "start_connection");
-  EXPECT_EQ(offerTwo().value("type", ""), "answer");
-}
-
 TEST_F(Talk, takesRightMessagesInSilenceAndAnswersWrongOnesWithAnError) {
   StatusTalk status(session);
   const std::string id = status.clientId();
@@ -180,22 +139,13 @@ TEST_F(Talk, takesRightMessagesInSilenceAndAnswersWrongOnesWithAnError) {
 }
 
 TEST_F(Talk, holdsRepliesBackUntilItIsToldOtherwiseForAnyNumberOfClientsThatGo) {
-  EXPECT_EQ(service.control("faults", R"({"replies":{"diagnostic-report":{"hang":true}}})"),
-            "200 ");
+  service.control("faults", {{"replies", {{"diagnostic-report", {{"hang", true}}}}}});
   const std::string report = "POST /api/diagnostic-report HTTP/1.1\r\nContent-Length: 0\r\n\r\n";
   // More than the service holds connections for.
   for (int i = 0; i < 300; ++i) ASSERT_EQ(sendRaw(service.port, report, true), "");
   EXPECT_EQ(service.state()["requests"]["diagnostic-report"], 300);
-  EXPECT_EQ(service.control("faults", R"({"replies":{"diagnostic-report":null}})"), "200 ");
+  service.control("faults", {{"replies", {{"diagnostic-report", nullptr}}}});
   EXPECT_EQ(session.post(kReport, json::object()).status, 400);
-}
-
-TEST_F(Talk, sendsOverOpenStatusSocketsWhatItIsToldAndNoIdentityBefore) {
-  EXPECT_EQ(service.control("faults", R"({"identity":false})"), "200 ");
-  StatusTalk status(session);
-  EXPECT_EQ(service.control("socket", R"({"text":"[1]","binary":true})"), "204 ");
-  EXPECT_EQ(status.receive(), json({1}));
-  EXPECT_TRUE(status.stream.got_binary());
 }
 
 }  // namespace

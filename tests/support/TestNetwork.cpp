@@ -1,105 +1,101 @@
 #include "support/TestNetwork.h"
 
+#include <fcntl.h>
+#include <linux/if_tun.h>
+#include <net/if.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
+#include <deque>
+#include <optional>
+#include <random>
+#include <system_error>
 
 #include "support/Eventually.h"
 
 namespace quorvex::test {
 namespace {
 
-// $H, $M and $S are the places, $0 and $1 the ends of the link between the first two. A cable that
-// has just been plugged in is noticed within a second, and the service looks only once.
-constexpr const char* kConnect = R"(
-ip link set $0 netns $H name eth0
-ip link set $1 netns $M name eth0
-ip -n $M link add eth1 type veth peer name eth0 netns $S
-ip -n $H address add 10.77.1.2/24 dev eth0
-ip -n $M address add 10.77.1.1/24 dev eth0
-ip -n $M address add 10.77.2.1/24 dev eth1
-ip -n $S address add 10.77.2.2/24 dev eth0
-for place in $H $M $S; do ip -n $place link set lo up; ip -n $place link set eth0 up; done
-ip -n $M link set eth1 up
-ip -n $H route add default via 10.77.1.1
-ip -n $S route add default via 10.77.2.1
-ip netns exec $M sysctl -qw net.ipv4.ip_forward=$FORWARDS
-until ip -n $S link show eth0 | grep -q 'state UP'; do sleep 0.02; done)";
+using Clock = std::chrono::steady_clock;
 
-// With $0 the name of a namespace.
-constexpr const char* kRemove = "ip netns pids $0 | xargs -r kill -9; ip netns delete $0";
+// $0 is the end of the cable, $1 the process that holds the place, $2 the address there.
+constexpr const char* kConnect = R"sh(
+until [ "$(readlink /proc/$1/ns/net)" != "$(readlink /proc/self/ns/net)" ]; do sleep 0.01; done
+ip link set $0 netns $1 name eth0
+exec nsenter --net=/proc/$1/ns/net sh -ec "
+  ip link set lo up
+  ip address add $2/24 dev eth0
+  ip link set eth0 up
+  ip route add default dev eth0")sh";
 
-// A run that was killed could not tidy up; its process is no more.
-constexpr const char* kRemoveLeftovers = R"(
-for name in $(ip netns list | grep -o '^quorvex-test-[0-9]*-[a-z]*'); do
-  process=${name#quorvex-test-}
-  kill -0 ${process%-*} || sh -c "$0" $name
-done)";
+struct Packet {
+  Clock::time_point due;
+  int to;  ///< a descriptor
+  std::vector<char> bytes;
+};
+
+/// The port in what an IPv4 packet carries: where it comes from at 0, where it goes at 2.
+std::uint16_t port(const Packet& packet, std::size_t offset) {
+  const auto byte = [&](std::size_t at) {
+    return at < packet.bytes.size() ? static_cast<unsigned char>(packet.bytes[at]) : 0U;
+  };
+  const std::size_t at = (byte(0) & 15) * 4 + offset;
+  return static_cast<std::uint16_t>(byte(at) << 8 | byte(at + 1));
+}
+
+int allowed(int result, const char* what) {
+  if (result < 0) throw std::system_error(errno, std::generic_category(), what);
+  return result;
+}
 
 /// What a script prints when it fails; none when all is well.
 std::optional<std::string> failureOf(const std::string& script,
-                                     const std::vector<std::string>& arguments = {},
-                                     const std::vector<std::string>& environment = {}) {
+                                     const std::vector<std::string>& arguments) {
   const TemporaryFolder folder;
   std::vector<std::string> words{"sh", "-ec", script};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  if (ChildProcess(words, "dash", folder / "output", environment).exitCode() == 0) return {};
+  if (ChildProcess(words, "dash", folder / "output").exitCode() == 0) return {};
   return script + "\n" + contentOf(folder / "output");
 }
 
-void check(const std::optional<std::string>& failure) {
-  if (failure) throw std::runtime_error(*failure);
+ChildProcess makePlace() {
+  return ChildProcess({"unshare", "--net", "sleep", "infinity"}, "util-linux", "/dev/null");
 }
 
 }  // namespace
 
-TestNetwork::Namespace::Namespace(const std::string& place)
-    : name("quorvex-test-" + std::to_string(::getpid()) + "-" + place) {
-  check(failureOf("ip netns add $0", {name}));
-}
-
-TestNetwork::Namespace::~Namespace() {
-  if (const auto failure = failureOf(kRemove, {name})) std::puts(failure->c_str());
-}
-
-std::optional<std::string> TestNetwork::whyNot() {
-  try {
-    check(failureOf(kRemoveLeftovers, {kRemove}));
-    const Namespace probe("probe");
-    const LossyLink cable;
-    return std::nullopt;
-  } catch (const std::runtime_error& error) {
-    return error.what();
+TestNetwork::TestNetwork() : places{makePlace(), makePlace()} {
+  if (failureOf("unshare --net true", {}))
+    throw std::system_error(EPERM, std::generic_category(), "make a network namespace");
+  for (const std::size_t end : {0, 1}) {
+    ends[end] = allowed(::open("/dev/net/tun", O_RDWR | O_CLOEXEC | O_NONBLOCK), "/dev/net/tun");
+    ifreq device{.ifr_ifrn = {"quorvex%d"}, .ifr_ifru = {}};  // the kernel puts a free number there
+    device.ifr_flags = IFF_TUN | IFF_NO_PI;
+    allowed(::ioctl(ends[end], TUNSETIFF, &device), "make a TUN device");
+    if (const auto failure = failureOf(kConnect, {device.ifr_name, std::to_string(places[end].id()),
+                                                  end == 0 ? "10.77.1.2" : "10.77.1.1"}))
+      throw std::runtime_error(*failure);
   }
+  thread = std::jthread([this](const std::stop_token& stop) { carry(stop); });
 }
 
-TestNetwork::TestNetwork(Middle kind) {
-  const bool relays = kind == Middle::relays;
-  check(failureOf(kConnect, {link.device(0), link.device(1)},
-                  {"H=" + places[0].name, "M=" + places[1].name, "S=" + places[2].name,
-                   relays ? "FORWARDS=0" : "FORWARDS=1"}));
-  if (relays)
-    serve(Place::middle,
-          "turnserver -n --listening-ip=10.77.1.1 --relay-ip=10.77.2.1 --lt-cred-mech "
-          "--user=quorvex:relay-secret --realm=quorvex --no-tls --no-dtls --no-cli --simple-log "
-          "--log-file=stdout --userdb=" +
-              (folder / "turndb") + " --pidfile=" + (folder / "pid"),
-          "10.77.1.1:3478");
+TestNetwork::~TestNetwork() {
+  thread = {};
+  for (const int end : ends) ::close(end);
 }
 
 std::vector<std::string> TestNetwork::wrapper(Place place) const {
-  return {"ip", "netns", "exec", places.at(static_cast<std::size_t>(place)).name};
+  const int holder = places.at(static_cast<std::size_t>(place)).id();
+  return {"nsenter", "--net=/proc/" + std::to_string(holder) + "/ns/net"};
 }
 
 void TestNetwork::serve(Place place, const std::string& command, const std::string& address) {
   auto words = wrapper(place);
+  const std::vector<std::string> there{words[0], words[1], address};
   words.insert(words.end(), {"sh", "-c", "exec " + command});
-  servers.emplace_back(words, "iproute2", folder / "output");
-  if (!eventually([&] {
-        return !failureOf("ip netns exec $0 socat -u /dev/null tcp:$1", {words[3], address});
-      }))
+  servers.emplace_back(words, "util-linux", folder / "output");
+  if (!eventually([&] { return !failureOf("$0 $1 socat -u /dev/null tcp:$2", there); }))
     throw std::runtime_error("does not run (of the packages socat and coturn): " + command);
 }
 
@@ -108,20 +104,52 @@ void TestNetwork::forward(std::uint16_t port) {
   const auto hop = [&](Place place, const std::string& from, const std::string& to) {
     serve(place, "socat tcp-listen" + at + ",fork,bind=" + from + " tcp:" + to + at, from + at);
   };
-  hop(Place::service, "10.77.2.2", "127.0.0.1");
-  hop(Place::middle, "10.77.1.1", "10.77.2.2");
+  hop(Place::service, "10.77.1.1", "127.0.0.1");
   hop(Place::host, "127.0.0.1", "10.77.1.1");
 }
 
-void TestNetwork::impair(int lossPercent, int delayMilliseconds) {
-  for (const Place place : {Place::host, Place::middle}) {
-    const auto failure = failureOf(
-        "tc -n $0 qdisc replace dev eth0 root netem limit 10000 loss $1% delay $2ms",
-        {wrapper(place)[3], std::to_string(lossPercent), std::to_string(delayMilliseconds)});
-    // Not every kernel has it.
-    if (failure && failure->find("qdisc kind is unknown") != std::string::npos)
-      return link.impair(lossPercent, std::chrono::milliseconds(delayMilliseconds));
-    check(failure);
+void TestNetwork::runRelay() {
+  serve(Place::service,
+        "turnserver -n --listening-ip=10.77.1.1 --relay-ip=10.77.1.1 --lt-cred-mech "
+        "--user=quorvex:relay-secret --realm=quorvex --no-tls --no-dtls --no-cli --simple-log "
+        "--log-file=stdout --userdb=" +
+            (folder / "turndb") + " --pidfile=" + (folder / "pid"),
+        "10.77.1.1:3478");
+}
+
+void TestNetwork::become(const Cable& newCable) {
+  const int carrier = newCable.plugged;
+  for (const int end : ends)
+    allowed(::ioctl(end, TUNSETCARRIER, &carrier), "set a TUN device's carrier");
+  std::lock_guard hold(mutex);
+  cable = newCable;
+}
+
+void TestNetwork::carry(const std::stop_token& stop) {
+  std::deque<Packet> underWay;
+  std::minstd_rand random(1);  // no run is luckier than another
+  std::uniform_int_distribution percent(0, 99);
+  std::vector<char> buffer(1 << 16);
+  std::array<pollfd, 2> ready{{{ends[0], POLLIN, 0}, {ends[1], POLLIN, 0}}};
+  while (!stop.stop_requested()) {
+    ::poll(ready.data(), ready.size(), underWay.empty() ? 50 : 1);
+    std::lock_guard hold(mutex);
+    const auto passes = [&](const Packet& packet) {
+      return cable.plugged && percent(random) >= cable.lossPercent &&
+             (cable.ports.empty() || cable.ports.contains(port(packet, 0)) ||
+              cable.ports.contains(port(packet, 2)));
+    };
+    for (const std::size_t from : {0, 1})
+      for (ssize_t size; (size = ::read(ends[from], buffer.data(), buffer.size())) > 0;) {
+        Packet packet{Clock::now() + cable.delay, ends[1 - from], {&buffer[0], &buffer[size]}};
+        if (passes(packet)) underWay.push_back(std::move(packet));
+      }
+    if (!cable.plugged) underWay.clear();
+    for (; !underWay.empty() && underWay[0].due <= Clock::now(); underWay.pop_front()) {
+      const auto& bytes = underWay[0].bytes;
+      // A device that is down or full takes none, and a cable does not try again.
+      [[maybe_unused]] const auto taken = ::write(underWay[0].to, bytes.data(), bytes.size());
+    }
   }
 }
 
