@@ -58,12 +58,12 @@ class Network : public ::testing::Test {
     EXPECT_EQ(host->report().at("status"), kLive);
   }
   /// A session over such a cable has its pictures, and that without a restart.
-  void expectBorne(const TestNetwork::Cable& cable,
+  void expectBorne(const TestNetwork::Cable& cable, double leastFps,
                    const std::vector<std::string>& serviceOptions = {}) {
     start(cable, "8", serviceOptions);
     expectEnd();
     EXPECT_THAT(host->log(), Not(kRestarts));
-    EXPECT_GE(host->report().at("fps"), 5);
+    EXPECT_GE(host->report().at("fps"), leastFps);
   }
 
   std::optional<TestNetwork> network;
@@ -88,18 +88,22 @@ TEST_F(Network, mayLoseItsLinkFor3SecondsAndIsRestartedAfter10) {
   expectEnd();
 }
 
+TEST_F(Network, bears2PercentOfLoss) {
+  expectBorne({.lossPercent = 2}, 15);
+}
+
 TEST_F(Network, bears10PercentOfLoss) {
-  expectBorne({.lossPercent = 10});
+  expectBorne({.lossPercent = 10}, 5);
 }
 
 TEST_F(Network, bears100MillisecondsOfDelay) {
-  expectBorne({.delay = std::chrono::milliseconds(100)});
+  expectBorne({.delay = std::chrono::milliseconds(100)}, 15);
   EXPECT_GE(host->report().at("latencyMs").at("p50"), 200) << "there and back";
 }
 
 TEST_F(Network, goesThroughARelayWhereThereIsNoOtherWay) {
   network->runRelay();
-  expectBorne({.ports = {TestNetwork::kRelayPort}}, {"--ice-server", TestNetwork::kRelay});
+  expectBorne({.ports = {TestNetwork::kRelayPort}}, 15, {"--ice-server", TestNetwork::kRelay});
 }
 
 }  // namespace
