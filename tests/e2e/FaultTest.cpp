@@ -34,12 +34,12 @@ class FaultTest : public ::testing::Test {
     EXPECT_LE(reader.flowsAgain(since).value_or(99), within) << host.printed();
   }
   /// What happens from a fault that has begun to pictures again; it `ends` once it is noticed.
-  void expectRestart(const std::string& reason, const std::function<void()>& ends) const {
+  void expectRestart(const std::string& reason, const std::function<void()>& ends) {
     const std::size_t printed = host.shows("Reconnecting…", host.printed().rfind(kLive));
-    const std::size_t noticed = host.logs("pipeline: restart #1 in 2s (" + reason);
+    const std::size_t noticed = host.logs("pipeline: restart #1 in 2s (" + reason, logged);
     const auto ended = Clock::now();
     ends();
-    host.logs("webrtc: ontrack", noticed);
+    logged = host.logs("webrtc: ontrack", noticed);
     expectPictures(2 + kBuild, ended);
     host.shows(kLive, printed);
   }
@@ -54,6 +54,7 @@ class FaultTest : public ::testing::Test {
   ServiceRun service;
   HostRun host{service.hostOptions()};
   CameraReader reader{host.socket()};
+  std::size_t logged = 0;  ///< lines that were there before the fault
 };
 
 TEST_F(FaultTest, comesBackFromAServiceThatDiesFromMediaThatStopAndFromAPeerThatVanishes) {

@@ -122,8 +122,7 @@ void TestNetwork::become(const Cable& newCable) {
   for (const int end : ends)
     allowed(::ioctl(end, TUNSETCARRIER, &carrier), "set a TUN device's carrier");
   Cable carries = newCable;
-  if (newCable.lossPercent > 0 || newCable.delay.count() > 0)
-    if (impairByKernel(newCable)) carries.lossPercent = 0, carries.delay = {};
+  if (impairByKernel(newCable)) carries.lossPercent = 0, carries.delay = {};
   std::lock_guard hold(mutex);
   cable = carries;
 }
