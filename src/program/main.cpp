@@ -8,6 +8,7 @@
 
 #include "linux/images/VipsImageCodec.h"
 #include "linux/qt/NetworkThread.h"
+#include "log/HostLog.h"
 #include "program/CameraChoice.h"
 #include "program/Configuration.h"
 #include "program/Console.h"
@@ -128,6 +129,7 @@ std::variant<Options, OptionsExit> parsedOptions(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   keepMemoryFlat();
+  if (const auto file = environment("RC_LOG_FILE")) setHostLogPath(*file);
   QCoreApplication::setApplicationName("quorvex-camera");
   QCoreApplication::setApplicationVersion(QUORVEX_VERSION);
   const auto parsed = parsedOptions(argc, argv);
