@@ -11,7 +11,6 @@
 #include "fakes/FakeImages.h"
 #include "fakes/FakeService.h"
 #include "fakes/FakeWindows.h"
-#include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
 
 namespace quorvex {
@@ -20,7 +19,7 @@ inline constexpr const char* kToken = R"({"token":"t.x","user_uuid":"u1","type":
 inline constexpr const char* kIdentity = R"({"type":"identity","client_id":"c1"})";
 
 /// The host as it is put together at launch, on fakes of everything that it stands on.
-class HostTest : public ::testing::Test {
+class HostTest : public SteeredTest {
  protected:
   HostTest() { cmio.devices = {{7, "Quorvex Camera", {8, 9}}}; }
 
@@ -78,9 +77,6 @@ class HostTest : public ::testing::Test {
   }
   [[nodiscard]] std::string status() { return host->appModel().statusText; }
 
-  LogFile log;
-  VirtualClock clock;
-  ManualQueue mainQueue{clock};
   bool sinkRunsElsewhere = false;  ///< a thread of the test's own runs the sink queue
   std::shared_ptr<ManualQueue> sinkQueue = std::make_shared<ManualQueue>(clock);
   FakeHttp http;

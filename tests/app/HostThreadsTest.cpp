@@ -23,23 +23,20 @@ class HostThreadsTest : public HostTest {
     });
   }
 
-  /// The engine's threads take what they call on from here.
-  void share(const std::shared_ptr<RtcVideoRenderer>& renderer,
-             const std::weak_ptr<RtcPeerConnectionObserver>& observer) {
+  /// What the engine's threads call on.
+  struct Session {
+    std::shared_ptr<RtcVideoRenderer> renderer;
+    std::weak_ptr<RtcPeerConnectionObserver> observer;
+  };
+  Session share(std::optional<Session> next = {}) {
     std::lock_guard hold(mutex);
-    sharedRenderer = renderer;
-    sharedObserver = observer;
-  }
-  template <class T>
-  T shared(T& what) {
-    std::lock_guard hold(mutex);
-    return what;
+    return session = next.value_or(session);
   }
 
   void talkFromEveryThread() {
     keepDoing([this] { sinkQueue->run(); });
     keepDoing([this, grey = std::vector<std::uint8_t>(64 * 36, 90)] {
-      const auto renderer = shared(sharedRenderer);
+      const auto renderer = share().renderer;
       if (!renderer) return;
       const RtcVideoFrame frame{
           .pixelBuffer = {}, .i420 = {64, 36, grey.data(), grey.data(), grey.data(), 64, 32, 32}};
@@ -48,7 +45,7 @@ class HostThreadsTest : public HostTest {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     });
     keepDoing([this] {
-      const auto observer = shared(sharedObserver).lock();
+      const auto observer = share().observer.lock();
       if (!observer) return;
       observer->didChangeIceConnectionState(RtcIceConnectionState::disconnected);
       observer->didGenerateIceCandidate({"candidate:1", "0", 0});
@@ -65,12 +62,12 @@ class HostThreadsTest : public HostTest {
   /// A session from its token to its first frames, and its end by a lost socket.
   void liveOnce() {
     goLive();
-    share(track->renderers.at(0), engine.last().observer);
+    share(Session{track->renderers.at(0), engine.last().observer});
     EXPECT_TRUE(test::eventually([this, before = rendered.load()] {
       mainQueue.advance(0.01);
       return rendered > before + 1;
     }));
-    share(nullptr, {});
+    share(Session{});
     used.insert(used.end(), {engine.peers.back(), track, sockets.opened.back()});
     sockets.last().end(1006);
     mainQueue.advance(0.1);
@@ -84,8 +81,7 @@ class HostThreadsTest : public HostTest {
   std::vector<std::weak_ptr<void>> used;  ///< by the sessions, and leaked when it is still there
   std::atomic<int> rendered{0};
   std::mutex mutex;
-  std::shared_ptr<RtcVideoRenderer> sharedRenderer;
-  std::weak_ptr<RtcPeerConnectionObserver> sharedObserver;
+  Session session;  // by mutex
   std::vector<std::jthread> threads;
 };
 

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
@@ -8,15 +7,13 @@
 #include "auth/RedirectRequest.h"
 #include "fakes/FakeAccount.h"
 #include "fakes/FakeService.h"
-#include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
 #include "support/Json.h"
 
 namespace quorvex {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace testing;
 
 constexpr const char* kAccount = "com.tessaly.quorvexcamera.refreshToken";
 constexpr const char* kPair =
@@ -24,7 +21,7 @@ constexpr const char* kPair =
 constexpr const char* kToken = "api/native/token";
 constexpr const char* kRefresh = "api/native/refresh";
 
-class AuthTest : public ::testing::Test {
+class AuthTest : public SteeredTest {
  protected:
   static AuthManager::Dependencies on(AuthTest& test, HttpClient& http) {
     return {test.mainQueue, test.clock,     http,           test.keyStore,
@@ -64,9 +61,6 @@ class AuthTest : public ::testing::Test {
     });
   }
 
-  LogFile log;
-  VirtualClock clock;
-  ManualQueue mainQueue{clock};
   FakeHttp http;
   FakeKeyStore keyStore;
   FakeCrypto crypto;

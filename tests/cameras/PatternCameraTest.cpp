@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "cameras/CaughtFrames.h"
-#include "linux/cameras/CameraSet.h"
 #include "linux/cameras/PatternCamera.h"
-#include "linux/cameras/Y4mCamera.h"
 
 namespace quorvex {
 namespace {
@@ -30,20 +28,6 @@ TEST(PatternCamera, keepsItsCadenceStopsAtOnceAndNumbersEveryFrameOnAfterTheNext
     EXPECT_EQ(frames[i].number, *frames[0].number + i);
     EXPECT_EQ(ledger->paintTime(*frames[i].number), frames[i].captureTime);
   }
-}
-
-TEST(CameraSet, listsItsCamerasInOrderAndStartsTheOneNamed) {
-  CaughtFrames caught;
-  std::vector<std::unique_ptr<CameraProvider>> kinds;
-  kinds.push_back(std::make_unique<Y4mCamera>("/nowhere/clip.y4m", caught.log()));
-  kinds.push_back(std::make_unique<PatternCamera>(std::make_shared<FrameLedger>()));
-  CameraSet set(std::move(kinds));
-  const auto devices = set.captureDevices();
-  EXPECT_EQ(devices.at(0).name, "clip.y4m");
-  EXPECT_EQ(caught.start(set, devices.at(1), set.supportedFormats(devices[1]).front()), "");
-  EXPECT_EQ(caught.waitForFrames(1).front().width, 1280);
-  EXPECT_EQ(caught.start(set, {"/dev/video9", "Some Webcam"}),
-            "Some Webcam is not there any more: plug it in again");
 }
 
 }  // namespace

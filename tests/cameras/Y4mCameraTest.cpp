@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -12,10 +11,7 @@
 namespace quorvex {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
+using namespace testing;
 
 // A frame whose luma is `luma` and whose chroma is 60 and 200, so many bytes a plane.
 std::string frame(char luma, int lumaBytes = 256, int chromaBytes = 64) {

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <QCoreApplication>
 #include <filesystem>
@@ -13,8 +12,7 @@
 namespace quorvex::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
+using namespace testing;
 
 struct Requester : SystemExtensionRequestDelegate {
   ReplacementAction actionForReplacingExtension() override { return ReplacementAction::replace; }

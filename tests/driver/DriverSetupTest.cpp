@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 
@@ -9,9 +8,7 @@
 namespace quorvex::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
+using namespace testing;
 using End = DriverSetup::End;
 
 constexpr const char* kModules = "lib/modules/6.1.0-42-amd64/";

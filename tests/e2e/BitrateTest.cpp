@@ -39,6 +39,7 @@ TEST_F(BitrateTest, keepsToHalfTheCapWithoutHD) {
   // What is sent grows to what the cap and the path allow.
   ASSERT_TRUE(comes([&] { return bitrate(1) > 2.4e6; }));
   host->appModel().onToggleHD();
+  EXPECT_NE(log.text().find("control: HD=false (1500 kbps)"), std::string::npos);
   ASSERT_TRUE(comes([&] { return bitrate(1) < 1.7e6; }));
   const double saving = bitrate(3);
   // The cap is 1.5 Mbit/s. How near the encoder comes to it is its own affair, and less on a busy

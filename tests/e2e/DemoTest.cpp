@@ -9,11 +9,7 @@
 namespace quorvex::test {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::Each;
-using ::testing::HasSubstr;
-using ::testing::IsSupersetOf;
-using ::testing::Not;
+using namespace testing;
 
 std::vector<std::string> demo(const std::string& camera, const std::string& seconds) {
   return {"--demo",           "--headless", "--camera",  camera,
@@ -111,6 +107,26 @@ TEST(Host, refusesBadOptionsInOneClearLine) {
     EXPECT_EQ(host.process->exitCode(), 2) << expected;
     EXPECT_THAT(host.printed(), AllOf(HasSubstr("quorvex-camera: "), HasSubstr(expected)));
   }
+}
+
+TEST(Host, namesAsADoctorWhatIsClosedAndWhichSettingsAreBroken) {
+  const TemporaryFolder folder;
+  const std::string saved = folder / "config/quorvex-camera/settings.json",
+                    conf = folder / "my.conf";
+  std::filesystem::create_directories(folder / "config/quorvex-camera");
+  std::ofstream(saved) << "{\"rc.enhance\": tr";
+  std::ofstream(conf) << "api_bse = https://x.example\n";
+  HostRun host({"doctor", "--config", conf},
+               {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent", "PIPEWIRE_REMOTE=/nonexistent"},
+               {"env", "XDG_CONFIG_HOME=" + (folder / "config")});
+  EXPECT_EQ(host.process->exitCode(), 1);
+  for (const std::string& line :
+       {std::string("✗ PipeWire         PipeWire does not answer at /nonexistent"),
+        std::string("✗ Service, web     not asked, as the settings cannot be used\n"),
+        "✗ User settings    " + conf + ": there is no setting \"api_bse\"",
+        "✗ Saved settings   " + saved + " is damaged\n"})
+    EXPECT_THAT(host.printed(), HasSubstr(line));
+  EXPECT_TRUE(std::filesystem::exists(saved)) << "nothing is changed by looking";
 }
 
 }  // namespace

@@ -10,9 +10,7 @@
 namespace quorvex::test {
 namespace {
 
-using ::testing::Contains;
-using ::testing::HasSubstr;
-using ::testing::Not;
+using namespace testing;
 
 constexpr const char* kQuitting = "lifecycle: quitting — disconnecting cleanly";
 

@@ -11,9 +11,7 @@ namespace quorvex::test {
 namespace {
 
 using nlohmann::json;
-using ::testing::Contains;
-using ::testing::Not;
-using ::testing::StartsWith;
+using namespace testing;
 using Clock = CameraReader::Clock;
 
 constexpr const char* kStuck = "Camera feed stuck — Quit & reopen to recover";
@@ -71,6 +69,8 @@ TEST_F(FaultTest, staysLiveThroughWhatDoesNotMatter) {
   for (const json& message : std::vector<json>{
            {{"send", {{"type", "error"}, {"error_type", "SOMETHING_NEW"}}}},
            {{"send", {{"type", "fps_suggestion"}, {"fps", "many"}}}},
+           {{"send", {{"type", "fps_suggestion"}, {"fps", 0}}}},
+           {{"send", {{"type", "fps_suggestion"}, {"fps", 1e300}}}},
            {{"send", {{"type", "fps_suggestion"}, {"fps", 29.97}}}},
            {{"send", {{"type", "status_update"}, {"status", "queued"}, {"position", 3}}}},
            {{"text", "{\"type\":"}},
@@ -81,7 +81,9 @@ TEST_F(FaultTest, staysLiveThroughWhatDoesNotMatter) {
   service.control("socket", {{"close", 1001}});
   EXPECT_FALSE(reader.stops(std::chrono::seconds(3)));
   EXPECT_THAT(host.log(), Not(Contains(StartsWith("pipeline: restart"))));
-  EXPECT_THAT(host.log(), Contains("webrtc: maxFramerate set to 29 fps (server fps_suggestion)"));
+  for (const std::string fps : {"1", "30", "29"})
+    EXPECT_THAT(host.log(),
+                Contains("webrtc: maxFramerate set to " + fps + " fps (server fps_suggestion)"));
 }
 
 TEST_F(FaultTest, rebuildsAVirtualCameraThatRefusesFramesThreeTimesAndThenWaitsForIt) {

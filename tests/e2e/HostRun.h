@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "log/HostLog.h"
 #include "support/ChildProcess.h"
 #include "support/Eventually.h"
 #include "support/TemporaryFolder.h"
@@ -23,25 +22,26 @@ class HostRun {
  public:
   /// `wrapper` are the words that go before the program's own, to run it elsewhere.
   explicit HostRun(const std::vector<std::string>& options,
-                   std::vector<std::string> environment = {}, std::vector<std::string> wrapper = {})
-      : logStart(contentOf(hostLogPath()).size()) {
+                   std::vector<std::string> environment = {},
+                   std::vector<std::string> wrapper = {}) {
     wrapper.emplace_back(HOST_PROGRAM);
     wrapper.insert(wrapper.end(), options.begin(), options.end());
     wrapper.insert(wrapper.end(), {"--report", folder / "report.json"});
-    environment.insert(environment.begin(), {"XDG_CONFIG_HOME=" + (folder / "config"),
-                                             "XDG_RUNTIME_DIR=" + (folder / "")});
+    environment.insert(environment.begin(),
+                       {"XDG_CONFIG_HOME=" + (folder / "config"),
+                        "XDG_RUNTIME_DIR=" + (folder / ""), "RC_LOG_FILE=" + logFile()});
     process.emplace(wrapper, "", output(), environment);
   }
 
   [[nodiscard]] std::string socket() const { return folder / "quorvex-camera.sock"; }
+  [[nodiscard]] std::string logFile() const { return folder / "host.diag"; }
   [[nodiscard]] std::string printed() const { return contentOf(output()); }
   [[nodiscard]] nlohmann::json report() const {
     return nlohmann::json::parse(contentOf(folder / "report.json"));
   }
-  /// What this run wrote into the host's log: each line's message.
+  /// What it wrote into its log: each line's message.
   [[nodiscard]] std::vector<std::string> log() const {
-    std::ifstream file(hostLogPath());
-    file.seekg(static_cast<std::streamoff>(logStart));
+    std::ifstream file(logFile());
     std::vector<std::string> messages;
     for (std::string line; std::getline(file, line);)
       messages.push_back(line.substr(line.find("] ") + 2));
@@ -83,8 +83,6 @@ class HostRun {
   static constexpr std::chrono::seconds kPatience{40};
 
   [[nodiscard]] std::string output() const { return folder / "output.txt"; }
-
-  const std::size_t logStart;
 };
 
 }  // namespace quorvex::test

@@ -10,10 +10,7 @@ namespace quorvex::test {
 namespace {
 
 using std::chrono::seconds;
-using ::testing::Contains;
-using ::testing::ContainsRegex;
-using ::testing::Each;
-using ::testing::Not;
+using namespace testing;
 using Clock = CameraReader::Clock;
 using Place = TestNetwork::Place;
 

@@ -17,6 +17,9 @@ std::ptrdiff_t entriesOf(const char* folder) {
 
 class RestartsTest : public SteeredHost {
  protected:
+  /// The service sends pictures of an odd size, all of which have to be fitted.
+  RestartsTest() : SteeredHost({"--size", "641x481"}) {}
+
   /// Waits for the line about a restart behind the first `from` bytes of the log; lets it come.
   void awaitRestart(const std::string& line, double wait, std::size_t from) {
     ASSERT_TRUE(comes([&] { return log.text().find(line, from) != std::string::npos; })) << line;
@@ -64,6 +67,7 @@ TEST_F(RestartsTest, followEveryEndOfTheSocketAndEveryReplyThatASessionCanMeet) 
     ASSERT_TRUE(shows(kLive));
     forgetPicture();
     ASSERT_TRUE(comes([&] { return static_cast<bool>(picture()); }));
+    EXPECT_EQ(picture()->cleanAperture, (PixelRect{160, 0, 960, 720}));
   }
 }
 

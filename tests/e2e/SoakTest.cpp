@@ -82,11 +82,8 @@ class Soak : public ::testing::Test {
     (void)look(milliseconds(200 + pick(14'000)), false);
     if (fault.contains("service")) service.start();
     service.tellCamera("none");
-    json well = {{"answer", "well"},
-                 {"media", "flowing"},
-                 {"places", nullptr},
-                 {"ahead", 0},
-                 {"admit", "start_connection"}};
+    json well = json::parse(R"({"answer": "well", "media": "flowing", "places": null, "ahead": 0,
+                                "admit": "start_connection"})");
     for (const auto& endpoint : endpoints) well["replies"][endpoint] = nullptr;
     service.control("faults", well);
   }

@@ -11,7 +11,6 @@
 #include "fakes/FakeAccount.h"
 #include "fakes/FakeImages.h"
 #include "fakes/FakeService.h"
-#include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
 #include "linux/cameras/PatternCamera.h"
 #include "linux/images/VipsImageCodec.h"
@@ -31,7 +30,7 @@ namespace quorvex::test {
 
 /// The host in this process, on real HTTP, WebSocket, WebRTC and a real service, but on a clock
 /// that the test moves.
-class SteeredHost : public ::testing::Test {
+class SteeredHost : public SteeredTest {
  protected:
   explicit SteeredHost(const std::vector<std::string>& serviceOptions = {},
                        std::shared_ptr<CameraProvider> webcam =
@@ -115,10 +114,7 @@ class SteeredHost : public ::testing::Test {
   std::mutex mutex;
   PixelBufferRef lastDelivered;  ///< by mutex
   QApplication& application = makeApplication();
-  LogFile log;
   ServiceRun service;
-  VirtualClock clock;
-  ManualQueue mainQueue{clock};
   std::shared_ptr<NetworkThread> network = std::make_shared<NetworkThread>();
   QtHttpClient http{network};
   QtWebSocketClient sockets{network};

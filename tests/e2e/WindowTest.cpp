@@ -1,5 +1,7 @@
 // The window over a live session, driven by mouse and keyboard: what the user steers is seen in the
 // pictures that reach the virtual camera, and in what the service has been told.
+#include <gmock/gmock.h>
+
 #include "e2e/SteeredHost.h"
 #include "ui/ShownWindow.h"
 
@@ -82,6 +84,8 @@ TEST_F(WindowTest, showsTheFaceThatIsChosen) {
   std::ofstream(*openPanel.chosen) << "no photo";
   model.onChooseFace();
   EXPECT_TRUE(shows("Couldn't read that image — try another"));
+  EXPECT_EQ(openPanel.shownPrompt, "Use Face");
+  EXPECT_THAT(log.lines(), ::testing::Contains("face: failed to encode notes.jpg"));
 }
 
 TEST_F(WindowTest, steersMouthLockPauseEnhancementAndMirror) {
@@ -90,6 +94,8 @@ TEST_F(WindowTest, steersMouthLockPauseEnhancementAndMirror) {
   press("Mouth mask");
   press("Mouth mask");
   EXPECT_TRUE(comes([&] { return std::abs(luma(kMiddle, kMouth) - 50) > 15; })) << "one's own";
+  press("HD");
+  EXPECT_FALSE(host->appModel().hd);
   press("Lock onto my face");
   EXPECT_TRUE(turns(190, 30, 200)) << "the corner of a locked picture";
   press("Clear lock");
@@ -115,6 +121,12 @@ TEST_F(WindowTest, steersMouthLockPauseEnhancementAndMirror) {
   EXPECT_TRUE(comes([&] { return stamp() == mirrored; }));
   press("Resume");
   EXPECT_TRUE(comes([&] { return !settings()["paused"] && stamp() != mirrored; }));
+  EXPECT_THAT(log.lines(),
+              ::testing::IsSupersetOf(
+                  {"control: calibrate (lock onto largest face)", "control: clear lock",
+                   "control: PAUSE swap", "face: enhance=true",
+                   "pipeline: restart #1 in 2s (enhance toggled)",
+                   "sync: paused=true → server (post-(re)connect)", "control: flip=true"}));
 
   control(Qt::Key_Backslash);
   EXPECT_FALSE(shown->shows("selfViewBox"));

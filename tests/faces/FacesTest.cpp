@@ -7,9 +7,7 @@
 namespace quorvex {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::MatchesRegex;
+using namespace testing;
 
 class FacesTest : public HostTest {
  protected:
@@ -76,47 +74,6 @@ TEST_F(FacesTest, readsWhatOlderVersionsKeptOnce) {
   }
   store.addFace("new.png");
   EXPECT_THAT(names(), ElementsAre("new"));
-}
-
-TEST_F(FacesTest, saysHowFarAPhotoHasCome) {
-  launch();
-  auto& model = host->appModel();
-  model.onChooseFace();
-  EXPECT_FALSE(model.busyFace) << "cancelled";
-  EXPECT_EQ(openPanel.shownPrompt, "Use Face");
-  for (const int width : {640, 0}) {
-    images.width = width;
-    openPanel.chosen = width ? "/x/Ann.jpg" : "/x/notes.jpg";
-    model.onChooseFace();
-    EXPECT_TRUE(model.busyFace);
-    EXPECT_EQ(status(), "Processing photo…");
-    settle();
-    EXPECT_FALSE(model.busyFace);
-  }
-  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"face: added Ann (8 b64 chars)",
-                                                    "face: failed to encode notes.jpg"}));
-}
-
-TEST_F(FacesTest, logsHowTheUserSteersTheSwapAndStaysLockedThroughARestart) {
-  launch();
-  goLive();
-  auto& model = host->appModel();
-  for (const auto* control : {&model.onTogglePause, &model.onClearLock, &model.onToggleHD,
-                              &model.onToggleFlip, &model.onCalibrate, &model.onToggleEnhance}) {
-    frame();
-    (*control)();
-  }
-  EXPECT_EQ(status(), "Applying enhance… (~5s)");
-  EXPECT_TRUE(defaults.boolean("rc.enhance"));
-  wait(2.1);
-  goLive();
-  EXPECT_TRUE(model.locked);
-  EXPECT_THAT(log.lines(),
-              ::testing::IsSupersetOf(
-                  {"control: PAUSE swap", "control: calibrate (lock onto largest face)",
-                   "control: clear lock", "control: HD=false (1500 kbps)", "control: flip=true",
-                   "face: enhance=true", "pipeline: restart #1 in 2s (enhance toggled)",
-                   "sync: paused=true → server (post-(re)connect)"}));
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -64,9 +63,9 @@ class FakeCmio : public CoreMediaIO {
     queueAltered = std::move(altered);
     queue = std::make_shared<FakeSampleQueue>();
     *out = queue;
-    return copyStatus;
+    return kNoError;
   }
-  OSStatus CMIODeviceStartStream(CMIOObjectID, CMIOObjectID) override { return startStatus; }
+  OSStatus CMIODeviceStartStream(CMIOObjectID, CMIOObjectID) override { return kNoError; }
   OSStatus CMIODeviceStopStream(CMIOObjectID, CMIOObjectID) override { return kNoError; }
 
   std::vector<Device> devices;
@@ -74,8 +73,6 @@ class FakeCmio : public CoreMediaIO {
   std::function<void()> queueAltered;
   std::shared_ptr<FakeSampleQueue> queue;
   CMIOObjectID openedStream = 0;
-  OSStatus copyStatus = kNoError;
-  OSStatus startStatus = kNoError;
   bool allowed = false;
 
  private:

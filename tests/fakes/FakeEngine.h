@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -37,20 +36,17 @@ class FakeSender : public RtcRtpSender {
 class FakePeer : public RtcPeerConnection {
  public:
   std::shared_ptr<RtcRtpSender> addTrack(const std::shared_ptr<RtcVideoTrack>& track,
-                                         const std::vector<std::string>& ids) override {
+                                         const std::vector<std::string>&) override {
     addedTrack = track;
-    streamIDs = ids;
     return sender;
   }
-  void offerForConstraints(const RtcMediaConstraints& wanted,
-                           DescriptionCompletion completion) override {
-    constraints = wanted;
+  void offerForConstraints(const RtcMediaConstraints&, DescriptionCompletion completion) override {
     offerDone = std::move(completion);
     if (offers)
       offerDone(RtcSessionDescription{RtcSessionDescription::Type::offer, "offer-sdp"}, {});
   }
   void setLocalDescription(const RtcSessionDescription&, SetCompletion completion) override {
-    completion(localError);
+    completion({});
   }
   void setRemoteDescription(const RtcSessionDescription& description,
                             SetCompletion completion) override {
@@ -60,14 +56,11 @@ class FakePeer : public RtcPeerConnection {
   void close() override { closed = true; }
 
   RtcConfiguration configuration;
-  RtcMediaConstraints constraints;
   std::weak_ptr<RtcPeerConnectionObserver> observer;
   std::shared_ptr<RtcVideoTrack> addedTrack;
-  std::vector<std::string> streamIDs;
   std::shared_ptr<FakeSender> sender = std::make_shared<FakeSender>();
   bool offers = true;  ///< answers an offer request at once
   DescriptionCompletion offerDone;
-  std::optional<std::string> localError;
   std::optional<RtcSessionDescription> remote;
   bool closed = false;
 };
@@ -107,7 +100,6 @@ class FakeEngine : public RtcEngine {
   [[nodiscard]] FakePeer& last() const { return *peers.back(); }
 
   FakeCapturer::State camera;
-  bool refuses = false;
   std::vector<std::shared_ptr<FakePeer>> peers;
 
  private:
@@ -127,7 +119,6 @@ class FakeEngine : public RtcEngine {
     std::shared_ptr<RtcPeerConnection> peerConnection(
         const RtcConfiguration& configuration, const RtcMediaConstraints&,
         std::weak_ptr<RtcPeerConnectionObserver> observer) override {
-      if (engine.refuses) return nullptr;
       engine.peers.push_back(std::make_shared<FakePeer>());
       engine.last().configuration = configuration;
       engine.last().observer = std::move(observer);

@@ -5,13 +5,12 @@
 
 namespace quorvex {
 
-/// One grey photo under every name, of the size that a test gives it.
+/// One grey photo under every name.
 class FakeImages : public ImageCodec {
  public:
   std::optional<RgbImage> thumbnail(const std::string&, int maxPixelSize) const override {
     askedFor = maxPixelSize;
-    if (width == 0) return std::nullopt;
-    return RgbImage{width, height, std::vector<std::uint8_t>(std::size_t(3) * width * height, 90)};
+    return RgbImage{640, 480, std::vector<std::uint8_t>(3 * 640 * 480, 90)};
   }
   std::optional<std::string> jpeg(const RgbImage& image, double quality) const override {
     encoded = image;
@@ -19,7 +18,6 @@ class FakeImages : public ImageCodec {
     return "jpeg";
   }
 
-  int width = 640, height = 480;
   mutable int askedFor = 0;
   mutable double askedQuality = 0;
   mutable RgbImage encoded;

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <vector>
 
+#include "fakes/LogFile.h"
 #include "platform/Clock.h"
 #include "platform/DispatchQueue.h"
 
@@ -103,6 +106,14 @@ class ManualQueue : public DispatchQueue {
   std::mutex mutex;
   std::vector<Task> tasks;  // by mutex; allocates nothing once it has grown
   std::vector<std::shared_ptr<Entry>> entries;
+};
+
+/// A test with a log of its own, on a main queue and a clock that it moves.
+class SteeredTest : public ::testing::Test {
+ protected:
+  LogFile log;
+  VirtualClock clock;
+  ManualQueue mainQueue{clock};
 };
 
 }  // namespace quorvex

@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "fakes/FakeEngine.h"
-#include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
 #include "media/CaptureFormatChoice.h"
 #include "media/WebRTCClient.h"
@@ -28,7 +26,7 @@ TEST(CaptureFormatChoice, takesTheNearestTo720pAndTheEarliestOfEqualsAtThirtyFra
   EXPECT_EQ(captureFrameRate(format(1, 1)), 30);
 }
 
-class WebRTCClientTest : public ::testing::Test {
+class WebRTCClientTest : public SteeredTest {
  protected:
   WebRTCClientTest() {
     client->onRemoteTrack = [this](const auto& track) {
@@ -37,13 +35,10 @@ class WebRTCClientTest : public ::testing::Test {
     client->onLocalTrack = [this](const auto& track) { local = track; };
   }
 
-  LogFile log;
-  VirtualClock clock;
-  ManualQueue queue{clock};
   FakeEngine engine;
   std::vector<std::string> remote;
   std::shared_ptr<RtcVideoTrack> local;
-  std::shared_ptr<WebRTCClient> client = std::make_shared<WebRTCClient>(engine, queue);
+  std::shared_ptr<WebRTCClient> client = std::make_shared<WebRTCClient>(engine, mainQueue);
 };
 
 TEST_F(WebRTCClientTest, neverCapturesItsOwnCameraAndTriesAgainLater) {
@@ -56,7 +51,7 @@ TEST_F(WebRTCClientTest, neverCapturesItsOwnCameraAndTriesAgainLater) {
   engine.camera.formats = {format(640, 480)};
   engine.camera.startError = "busy";
   client->createPeerConnection({});
-  queue.run();
+  mainQueue.run();
   EXPECT_EQ(engine.camera.started, "quorvex camera 640x480@30");
   EXPECT_TRUE(local) << "the track of a camera that fails to start is kept";
   EXPECT_THAT(log.lines(),
@@ -75,35 +70,11 @@ TEST_F(WebRTCClientTest, replacesAConnectionAndHearsNoMoreOfTheOldOne) {
   stale->didAddReceiver({std::make_shared<FakeTrack>("old")});
   engine.last().observer.lock()->didAddReceiver({nullptr});
   engine.last().observer.lock()->didAddReceiver({std::make_shared<FakeTrack>("new")});
-  queue.run();
+  mainQueue.run();
   EXPECT_THAT(remote, ElementsAre("-", "-", "new"));
   client->close();
-  queue.run();
+  mainQueue.run();
   EXPECT_EQ(remote.back(), "-");
-}
-
-TEST_F(WebRTCClientTest, saysWhyThereIsNoOffer) {
-  std::vector<bool> outcomes;
-  const auto offer = [&] {
-    client->createOffer([&](const auto& sdp) { outcomes.push_back(sdp.has_value()); });
-    queue.run();
-  };
-  engine.refuses = true;
-  client->createPeerConnection({});
-  offer();
-  engine.refuses = false;
-  client->createPeerConnection({});
-  offer();
-  engine.last().localError = "bad state";
-  offer();
-  engine.last().offers = false;
-  offer();
-  engine.last().offerDone(std::nullopt, "no codec");
-  queue.run();
-  EXPECT_THAT(outcomes, ElementsAre(false, true, false, false));
-  EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"webrtc: failed to create peer connection",
-                                                    "webrtc: setLocalDescription failed: bad state",
-                                                    "webrtc: createOffer failed: no codec"}));
 }
 
 }  // namespace

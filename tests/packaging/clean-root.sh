@@ -30,10 +30,6 @@ in_root apt-get install -yq --no-install-recommends "/tmp/$(basename "$package")
   kmod libglib2.0-bin pkexec | tail -3
 in_root dpkg --verify quorvex-camera
 
-step "quorvex-camera --version"
-as_user quorvex-camera --version
-as_user quorvex-service --version
-
 run="quorvex-camera --demo --camera pattern --virtual-camera embedded --seconds 10 --report r.json"
 step "$run --headless"
 as_user $run --headless

@@ -1,11 +1,7 @@
 // The rules in time by which the host comes back, each to its edge.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include "fakes/FakeService.h"
-#include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
-#include "pipeline/AdmissionQueue.h"
 #include "pipeline/FrameWatchdog.h"
 #include "pipeline/RestartScheduler.h"
 #include "sink/SinkWatchdog.h"
@@ -13,36 +9,30 @@
 namespace quorvex {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
+using namespace testing;
 
 constexpr double kMoment = 1e-6;
 
-class RecoveryTest : public ::testing::Test {
- protected:
-  LogFile log;
-  VirtualClock clock;
-  ManualQueue queue{clock};
-};
+using RecoveryTest = SteeredTest;
 
 class RestartsTest : public RecoveryTest {
  protected:
   void ask(const std::string& reason, std::optional<double> retryAfter = std::nullopt) {
     restarts->scheduleRestart(reason, retryAfter);
-    queue.run();
+    mainQueue.run();
   }
   /// The seconds until the scheduled restart comes.
   double wait() {
     const double asked = clock.time;
     const int before = fired;
-    while (fired == before && clock.time < asked + 200) queue.advance(0.25);
+    while (fired == before && clock.time < asked + 200) mainQueue.advance(0.25);
     return clock.time - asked;
   }
 
   int fired = 0, shown = 0;
   std::vector<std::string> gaveUp;
   std::shared_ptr<RestartScheduler> restarts = std::make_shared<RestartScheduler>(
-      queue, clock,
+      mainQueue, clock,
       RestartScheduler::Callbacks{[this] { ++fired; }, [this] { ++shown; },
                                   [this](int attempts, const std::string& reason) {
                                     gaveUp.push_back(std::to_string(attempts) + " " + reason);
@@ -56,7 +46,7 @@ TEST_F(RestartsTest, climbTheLadderAndGiveUpUntilReset) {
   }
   ask("b");
   ask("c", 60);
-  EXPECT_EQ(queue.timers(), 0u);
+  EXPECT_EQ(mainQueue.timers(), 0u);
   EXPECT_EQ(shown, 5);
   EXPECT_THAT(gaveUp, ElementsAre("5 b", "5 c"));
   EXPECT_THAT(log.lines(), Contains("pipeline: gave up after 5 restarts (c) — use Reconnect"));
@@ -71,7 +61,7 @@ TEST_F(RestartsTest, arePutOffByTheServiceButNeverBroughtForward) {
   ask("busy", 3.5);
   EXPECT_EQ(wait(), 4) << "the ladder is the least";
   ask("first");
-  queue.advance(3);
+  mainQueue.advance(3);
   ask("unheard");
   ask("busy", 2);
   ask("busy", 60.9);
@@ -89,61 +79,39 @@ TEST_F(RestartsTest, arePutOffByTheServiceButNeverBroughtForward) {
 
 TEST_F(RestartsTest, waitOutAShortLossOfTheConnection) {
   restarts->startIceGrace();
-  queue.advance(6 - kMoment);
+  mainQueue.advance(6 - kMoment);
   restarts->cancelIceGrace();
-  queue.advance(10);
+  mainQueue.advance(10);
   restarts->startIceGrace();
-  queue.advance(5);
+  mainQueue.advance(5);
   restarts->startIceGrace();
-  queue.advance(6 - kMoment);
+  mainQueue.advance(6 - kMoment);
   EXPECT_EQ(shown, 0) << "the second loss counts anew";
-  queue.advance(2 * kMoment);
+  mainQueue.advance(2 * kMoment);
   EXPECT_THAT(log.lines(), ElementsAre("pipeline: restart #1 in 2s (ICE disconnected)"));
   restarts->startIceGrace();
   ask("other");
-  queue.advance(10);
+  mainQueue.advance(10);
   EXPECT_EQ(shown, 1) << "a failure takes the grace's place";
-}
-
-TEST_F(RecoveryTest, aPlaceThatIsFreeIsAskedForOnceAndALiveSessionLeftAlone) {
-  const FakeDefaults defaults;
-  AppModel model(defaults);
-  int offers = 0, timeouts = 0;
-  std::vector<std::string> labels;
-  const auto admission = std::make_shared<AdmissionQueue>(
-      queue, model,
-      AdmissionQueue::Callbacks{[&](const std::string& label) { labels.push_back(label); },
-                                [&] { ++offers; }, [&] { ++timeouts; }});
-  admission->setQueueState(true);
-  admission->signalingDidReceiveQueueStatus("queued", -1, 0);
-  admission->signalingDidReceiveQueueStatus("moved", 1, 1);
-  EXPECT_THAT(labels, ElementsAre("In queue…", "In queue…"));
-  for (int i = 0; i < 2; ++i) admission->signalingDidReceiveQueueStatus("not_queued", {}, {});
-  EXPECT_EQ(offers, 1);
-  model.isLive = true;
-  admission->signalingDidReceiveQueueStatus("queued", 1, 1);
-  EXPECT_FALSE(model.isQueued);
-  queue.advance(400);
-  EXPECT_EQ(timeouts, 0) << "the wait has ended";
 }
 
 TEST_F(RecoveryTest, framesAreMissedAfterMoreThanEightSecondsAndOnce) {
   bool expected = true;
   std::vector<int> stalls;
   const auto watchdog = std::make_shared<FrameWatchdog>(
-      queue, clock, [&] { return expected; }, [&](int seconds) { stalls.push_back(seconds); });
+      mainQueue, clock, [&] { return expected; }, [&](int seconds) { stalls.push_back(seconds); });
   watchdog->start();
-  queue.advance(30);
+  mainQueue.advance(30);
   EXPECT_TRUE(stalls.empty()) << "before the first frame there is nothing to miss";
-  queue.advance(1);  // looks come at 33, 36, 39, …
+  mainQueue.advance(1);  // looks come at 33, 36, 39, …
   watchdog->frameArrived();
-  queue.advance(8);
+  mainQueue.advance(8);
   EXPECT_TRUE(stalls.empty()) << "eight seconds are not more than eight";
-  queue.advance(60);
+  mainQueue.advance(60);
   EXPECT_THAT(stalls, ElementsAre(11));
   watchdog->frameArrived();
   expected = false;
-  queue.advance(60);
+  mainQueue.advance(60);
   EXPECT_THAT(stalls, ElementsAre(11));
 }
 

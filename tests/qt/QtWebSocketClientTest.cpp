@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <boost/beast/core.hpp>
 #include <boost/beast/websocket.hpp>
@@ -8,13 +7,14 @@
 #include "linux/qt/QtWebSocketClient.h"
 #include "qt/NetworkTalk.h"
 #include "qt/RawServer.h"
+#include "support/ChildProcess.h"
 #include "support/Eventually.h"
+#include "support/TemporaryFolder.h"
 
 namespace quorvex::test {
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::Not;
+using namespace testing;
 using Peer = boost::beast::websocket::stream<boost::asio::ip::tcp::socket&>;
 
 constexpr std::size_t kLimit = 8 << 20;
@@ -142,6 +142,37 @@ TEST_F(QtWebSocketClientTest, endsEveryCloseAndBrokenFrameInACodeTheHostActsOn) 
     EXPECT_NE(send(*task, "too late"), std::nullopt);
     EXPECT_NE(await(receive(*task)).error, "") << "and so does every receive after it";
   }
+}
+
+TEST_F(QtWebSocketClientTest, sendsNothingUnderACertificateThatNobodyTrustedSigned) {
+  const TemporaryFolder folder;
+  ChildProcess server(
+      {"sh", "-c",
+       "cd " + (folder / "") +
+           " && mkfifo input && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 "
+           "-nodes -days 2 -subj /CN=test -addext subjectAltName=IP:127.0.0.1 -keyout key -out "
+           "certificate && exec openssl s_server -accept 127.0.0.1:0 -key key -cert certificate "
+           "<> input"},
+      "openssl", folder / "output");
+  const auto printed = [&] { return contentOf(folder / "output"); };
+  std::string host;
+  ASSERT_TRUE(eventually([&] {
+    const auto text = printed();
+    const auto at = text.find("ACCEPT "), end = text.find('\n', at);
+    if (end != std::string::npos) host = "://" + text.substr(at + 7, end - at - 7) + "/";
+    return !host.empty();
+  })) << printed();
+
+  QtHttpClient http(network);
+  // It serves one after the other: with the last one's end, what the others sent has been printed.
+  for (int i = 0; i < 2; ++i) {
+    const auto request = HttpRequest{"GET", "https" + host, {{"X-Key", "t"}}, {}, Seconds{20}};
+    EXPECT_THAT(await(test::send(http, request)).error.value_or(""), HasSubstr("self-signed"));
+    const auto task = client.webSocketTask({"wss" + host, {{"X-Key", "t"}}, Seconds{20}});
+    task->resume();
+    EXPECT_THAT(await(receive(*task)).error, HasSubstr("self-signed"));
+  }
+  EXPECT_THAT(printed(), Not(HasSubstr("X-Key")));
 }
 
 }  // namespace

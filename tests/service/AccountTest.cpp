@@ -1,7 +1,6 @@
 // Signing in: what the user's browser sees, and what the program gets, keeps and loses.
 #include <gmock/gmock.h>
 
-#include "service/Accounts.h"
 #include "service/ServiceTalk.h"
 
 namespace quorvex::service {
@@ -10,7 +9,6 @@ namespace {
 using nlohmann::json;
 using namespace test;
 using namespace testing;
-using namespace std::chrono_literals;
 
 // The example of RFC 7636.
 const std::string kVerifier = "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
@@ -79,25 +77,6 @@ TEST_F(SignIn, givesTokensForTheRightProofOnlyAndEndsThemWhenTheyWereCopied) {
     host.headers["Authorization"] = "Bearer " + gone.at("access_token").get<std::string>();
     EXPECT_EQ(host.post("/ws/offer", {}).status, 401);
   }
-}
-
-TEST(Accounts, forgetWhatIsOldOrTooMuch) {
-  Tokens tokens;
-  const Faults faults;
-  Accounts accounts(tokens, faults);
-  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  const auto session = [&](std::chrono::seconds age) {
-    const std::string code = accounts.allow({kChallenge, kUri, kState}, now - age);
-    return accounts.exchange(code, kVerifier, kUri, now);
-  };
-  EXPECT_FALSE(accounts.take(accounts.ask({}, now), now + 10min));
-  EXPECT_THROW((void)session(60s), Refusal);
-  const auto first = session(0s), second = session(59s);
-  EXPECT_FALSE(tokens.verify(first.accessToken, now + 1800s));
-  const auto renewed = accounts.refresh(first.refreshToken, now + 719h);
-  EXPECT_THROW((void)accounts.refresh(second.refreshToken, now + 720h), Refusal);
-  for (int i = 0; i < 64; ++i) (void)session(0s);
-  EXPECT_THROW((void)accounts.refresh(renewed.refreshToken, now), Refusal);
 }
 
 }  // namespace

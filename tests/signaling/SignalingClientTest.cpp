@@ -1,17 +1,14 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "fakes/FakeService.h"
-#include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
+#include "signaling/OfferReply.h"
 #include "signaling/SignalingClient.h"
 
 namespace quorvex {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using namespace testing;
 
 struct Listener : SignalingClientDelegate {
   void signalingDidFail(const std::string& message) override {
@@ -32,21 +29,7 @@ struct Listener : SignalingClientDelegate {
   std::vector<std::string> events;
 };
 
-struct Accounts : TokenStore {
-  std::optional<std::string> validAccessToken() override { return access; }
-  std::optional<std::string> storedRefreshToken() override { return refreshToken; }
-  void refresh(std::function<void(std::optional<std::string>)> completion) override {
-    completion(refreshed);
-  }
-  std::optional<std::string> currentUserUUID() override { return user; }
-  void invalidateAccessToken() override { access.reset(); }
-  std::optional<std::string> access, refreshToken, refreshed, user;
-};
-
-// {"brand_id":"acme"}
-const std::string kAcmeToken = "eyJicmFuZF9pZCI6ImFjbWUifQ.rest";
-
-class SignalingClientTest : public ::testing::Test {
+class SignalingClientTest : public SteeredTest {
  protected:
   SignalingClientTest() { client->setDelegate(listener); }
 
@@ -59,13 +42,13 @@ class SignalingClientTest : public ::testing::Test {
       else
         outcome = std::get<SignalingError>(result).localizedDescription;
     });
-    queue.run();
+    mainQueue.run();
     if (!http.pending.empty()) {
       const auto asked = http.take("api/session-token");
       lastBody = asked.request.body.value_or("");
       asked.completion(answer);
     }
-    queue.run();
+    mainQueue.run();
     return outcome;
   }
   void open() {
@@ -76,7 +59,7 @@ class SignalingClientTest : public ::testing::Test {
   }
   void say(const std::string& text, WebSocketMessage::Kind kind = WebSocketMessage::Kind::text) {
     sockets.last().say(text, kind);
-    queue.run();
+    mainQueue.run();
   }
   std::vector<std::string> heard(const std::string& text) {
     say(text);
@@ -84,22 +67,17 @@ class SignalingClientTest : public ::testing::Test {
   }
   static HttpResult ok(std::string body) { return {std::nullopt, 200, {}, std::move(body)}; }
 
-  LogFile log;
-  VirtualClock clock;
-  ManualQueue queue{clock};
   FakeHttp http;
   FakeWebSockets sockets;
   FakeDefaults defaults;
-  Accounts accounts;
   std::shared_ptr<Listener> listener = std::make_shared<Listener>();
-  std::shared_ptr<SignalingClient> client =
-      std::make_shared<SignalingClient>(SignalingClient::Dependencies{
-          queue,
-          http,
-          sockets,
-          defaults,
-          {"https://web.example/", "https://api.example", "wss://api.example", "stun.example", ""},
-          &accounts});
+  std::shared_ptr<SignalingClient> client = std::make_shared<SignalingClient>(
+      SignalingClient::Dependencies{mainQueue,
+                                    http,
+                                    sockets,
+                                    defaults,
+                                    {"https://web.example/", "https://api.example",
+                                     "wss://api.example", "stun.example", ""}});
   HttpResult answer = ok(R"({"token":"t.x","user_uuid":"u1","type":"device"})");
   std::string lastBody;
 };
@@ -110,7 +88,7 @@ TEST_F(SignalingClientTest, mintsADeviceSessionAndSendsTheServicesIdFromThenOn) 
   EXPECT_THAT(Json::parse(lastBody)["device_id"].get<std::string>(),
               ::testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-"
                                       "[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
-  answer = ok(R"({"token":")" + kAcmeToken + R"(","user_uuid":"u"})");
+  answer = ok(R"({"token":"eyJicmFuZF9pZCI6ImFjbWUifQ.x","user_uuid":"u"})");
   EXPECT_EQ(mint(), "device u acme -");
   EXPECT_EQ(Json::parse(lastBody)["device_id"], "u1");
   EXPECT_THAT(log.lines(), Contains("signaling: minted token type=device brand=quorvex"));
@@ -133,18 +111,6 @@ TEST_F(SignalingClientTest, saysWhyTheServiceGrantedNoSession) {
     answer = reply;
     EXPECT_EQ(mint(), expected);
   }
-}
-
-TEST_F(SignalingClientTest, prefersTheAccountAndFallsBackToTheDevice) {
-  accounts.access = kAcmeToken;
-  EXPECT_EQ(mint(), "device u1 quorvex -") << "a token without a user is no account";
-  accounts.user = "me";
-  EXPECT_EQ(mint(), "auth me acme -");
-  accounts.access.reset();
-  accounts.refreshToken = "r";
-  EXPECT_EQ(mint(), "device u1 quorvex -") << "a failed refresh is not an error";
-  accounts.refreshed = "fresh";
-  EXPECT_EQ(mint(), "auth me quorvex -");
 }
 
 TEST_F(SignalingClientTest, opensTheSocketWithTokenAndIdsAndAnswersIdentity) {
@@ -183,38 +149,18 @@ TEST_F(SignalingClientTest, routesWhatTheServiceSays) {
   EXPECT_THAT(log.lines(), Contains("signaling: status_update queued position=3 total=-"));
 }
 
-TEST_F(SignalingClientTest, tellsALossFromAClosureAndForgetsARejectedToken) {
-  const std::vector<std::pair<int, std::vector<std::string>>> cases{
-      {1000, {}},
-      {1001, {}},
-      {1006, {"fail connection lost (1006)"}},
-      {0, {"fail connection lost (-1)"}},
-      {4001, {"fail 4001 token rejected"}}};
-  for (const auto& [code, expected] : cases) {
-    open();
-    accounts.access = "a";
-    sockets.last().end(code);
-    queue.run();
-    EXPECT_EQ(listener->take(), expected);
-    EXPECT_EQ(accounts.access.has_value(), code != 4001);
-    accounts.access.reset();
-  }
-  client->connectStatusSocket();
-  EXPECT_EQ(sockets.last().request.url, "wss://api.example/ws/status?user_uuid=u1");
-}
-
 TEST_F(SignalingClientTest, ignoresASocketThatHasBeenReplacedOrDropped) {
   open();
   auto old = sockets.opened.back();
   client->connectStatusSocket();
   old->say(R"({"type":"identity","client_id":"stale"})");
-  queue.run();
+  mainQueue.run();
   EXPECT_THAT(listener->take(), IsEmpty());
   auto current = sockets.opened.back();
   client->disconnectStatusSocket();
   EXPECT_EQ(current->cancelledWith, 1001);
   current->end(1006);
-  queue.run();
+  mainQueue.run();
   EXPECT_THAT(listener->take(), IsEmpty());
 }
 
@@ -224,7 +170,7 @@ TEST_F(SignalingClientTest, sendsNothingToAServiceThatDoesNotKnowItAndNoSecretTo
   client->connectStatusSocket();
   client->sendConfig({{"paused", true}});
   client->sendIceCandidate({"early", {}, 0});
-  queue.run();
+  mainQueue.run();
   EXPECT_THAT(sockets.last().sent, IsEmpty());
   EXPECT_TRUE(http.pending.empty());
   open();
@@ -232,7 +178,7 @@ TEST_F(SignalingClientTest, sendsNothingToAServiceThatDoesNotKnowItAndNoSecretTo
   client->sendConfig({{"paused", true}});
   client->sendIceCandidate({"candidate:1", std::nullopt, 0});
   client->postOffer("v=0 sekret-sdp", Json{{"enhance", false}}, [](auto) {});
-  queue.run();
+  mainQueue.run();
   EXPECT_EQ(Json::parse(*http.take("/ws/ice-candidate").request.body),
             Json::parse(R"({"candidate":{"candidate":"candidate:1","sdpMid":null,
                 "sdpMLineIndex":0},"client_id":"c1"})"));
@@ -240,6 +186,37 @@ TEST_F(SignalingClientTest, sendsNothingToAServiceThatDoesNotKnowItAndNoSecretTo
   offer.completion(ok(R"({"sdp":"sekret-answer"})"));
   EXPECT_THAT(log.lines(), Contains("signaling: WS send error: broken pipe"));
   EXPECT_EQ(log.text().find("sekret"), std::string::npos) << log.text();
+}
+
+std::string summary(const OfferResult& result) {
+  if (const auto* answer = std::get_if<offer::Answer>(&result)) return "answer " + answer->sdp;
+  if (const auto* failure = std::get_if<offer::Failure>(&result)) return failure->message;
+  if (const auto* queued = std::get_if<offer::Queued>(&result))
+    return "queued " + std::to_string(queued->position.value_or(-1));
+  return "busy " + std::to_string(std::get<offer::Busy>(result).retryAfter.value_or(-1));
+}
+
+TEST(OfferReply, isAnAnswerAPlaceARequestToWaitOrAFailure) {
+  LogFile log;
+  const std::vector<std::pair<HttpResult, std::string>> cases{
+      {{"timed out", 0, {}, {}}, "timed out"},
+      {{{}, 0, {}, {}}, "offer: no response"},
+      {{{}, 200, {}, R"({"sdp":"s","face_swap_ready":true})"}, "answer s"},
+      {{{}, 200, {}, R"({"status":"queued","queue_position":3,"sdp":"s"})"}, "queued 3"},
+      {{{}, 200, {}, R"({"status":"queued","queue_position":"3"})"}, "queued -1"},
+      {{{}, 200, {}, "[1]"}, "offer 200 without sdp"},
+      {{{}, 401, {}, "whatever"}, "401 token expired"},
+      {{{}, 404, {}, "not found"}, "offer 404: not found"},
+      {{{}, 503, {{"retry-after", "7.5"}}, "x"}, "busy 7.500000"},
+      {{{}, 503, {{"retry-after", " \t12 "}}, "x"}, "busy 12.000000"},
+      {{{}, 503, {{"retry-after", "nan"}}, "x"}, "busy -1.000000"},
+      {{{}, 503, {{"retry-after", "Wed, 21 Oct 2026 07:28:00 GMT"}}, "x"}, "busy -1.000000"},
+      {{{}, 503, {}, "x"}, "busy -1.000000"}};
+  for (const auto& [reply, expected] : cases)
+    EXPECT_EQ(summary(classifyOfferReply(reply)), expected);
+  const auto lines = log.lines();
+  EXPECT_EQ(lines.front(), "signaling: got answer (face_swap_ready=true)");
+  EXPECT_EQ(lines.back(), "signaling: offer 503 backend busy (retry-after ?)");
 }
 
 }  // namespace

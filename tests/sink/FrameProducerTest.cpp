@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "fakes/AllocationCounter.h"
 #include "fakes/FakeCmio.h"
 #include "fakes/FakeService.h"
-#include "fakes/LogFile.h"
 #include "fakes/ManualQueue.h"
 #include "fakes/Pictures.h"
 #include "media/RemoteFrameRenderer.h"
@@ -15,7 +13,7 @@ namespace {
 
 using ::testing::Contains;
 
-class FrameProducerTest : public ::testing::Test {
+class FrameProducerTest : public SteeredTest {
  protected:
   FrameProducerTest() { cmio.devices = {{7, "Quorvex Camera", {8, 9}}}; }
   void start() {
@@ -26,18 +24,7 @@ class FrameProducerTest : public ::testing::Test {
     producer->push(picture);
     queue->run();
   }
-  /// Frames arrive 30 times a second and the device takes none while `stuck`.
-  void stream(double seconds, bool stuck) {
-    for (double passed = 0; passed < seconds; passed += 1.0 / 30) {
-      push(frame);
-      if (!stuck && cmio.queue) cmio.queue->samples.clear();
-      queue->advance(1.0 / 30);
-    }
-  }
 
-  LogFile log;
-  VirtualClock clock;
-  ManualQueue mainQueue{clock};
   std::shared_ptr<ManualQueue> queue = std::make_shared<ManualQueue>(clock);
   FakeCmio cmio;
   FakeSystemLog systemLog;
@@ -82,19 +69,6 @@ TEST_F(FrameProducerTest, passesFullSizeFramesAsTheyAreAndFitsOthers) {
   EXPECT_EQ(fitted.timing.presentationTimeStamp.value, 1'000'000'000'000);
 }
 
-TEST_F(FrameProducerTest, handsOnAFrameThatFindsNoOutputBuffer) {
-  start();
-  std::vector<CMSampleBuffer> held;
-  const auto small = makeBuffer(64, 36);
-  for (int i = 0; i <= kPixelBufferPoolLimit; ++i) {
-    push(small);
-    held.push_back(cmio.queue->samples.front());
-    cmio.queue->samples.clear();
-  }
-  EXPECT_EQ(held.back().imageBuffer, small);
-  EXPECT_EQ(producer->statistics().errors(), 0u);
-}
-
 TEST_F(FrameProducerTest, allocatesNothingFromTheEnginesCallbackToTheSinkQueue) {
   start();
   RemoteFrameRenderer renderer([&](const PixelBufferRef& buffer) { push(buffer); });
@@ -113,24 +87,6 @@ TEST_F(FrameProducerTest, allocatesNothingFromTheEnginesCallbackToTheSinkQueue) 
     EXPECT_EQ(deliver(*picture, 15), 0);  // short of the statistics line, which is text
   }
   EXPECT_EQ(producer->statistics().enqueued, 50u);
-}
-
-TEST_F(FrameProducerTest, connectsNoFurtherThanTheDeviceLets) {
-  cmio.copyStatus = -5;
-  start();
-  push(frame);
-  EXPECT_EQ(producer->statistics().dropNotReady, 1u);
-  cmio.copyStatus = kNoError;
-  cmio.startStatus = -6;
-  cmio.listener();
-  mainQueue.run();
-  queue->run();
-  push(frame);
-  EXPECT_EQ(producer->statistics().dropNotReady, 2u);
-  EXPECT_THAT(log.lines(),
-              ::testing::IsSupersetOf({"CMIOStreamCopyBufferQueue status=-5",
-                                       "device-list changed; re-attempting sink connect",
-                                       "CMIODeviceStartStream status=-6"}));
 }
 
 }  // namespace

@@ -121,25 +121,8 @@ void TestNetwork::become(const Cable& newCable) {
   const int carrier = newCable.plugged;
   for (const int end : ends)
     allowed(::ioctl(end, TUNSETCARRIER, &carrier), "set a TUN device's carrier");
-  Cable carries = newCable;
-  if (impairByKernel(newCable)) carries.lossPercent = 0, carries.delay = {};
   std::lock_guard hold(mutex);
-  cable = carries;
-}
-
-bool TestNetwork::impairByKernel(const Cable& newCable) const {
-  for (const Place place : {Place::host, Place::service}) {
-    auto words = wrapper(place);
-    words.insert(words.end(),
-                 {std::to_string(newCable.lossPercent), std::to_string(newCable.delay.count())});
-    if (const auto failure = failureOf(
-            "$0 $1 tc qdisc replace dev eth0 root netem limit 10000 loss $2% delay $3ms", words)) {
-      if (failure->find("qdisc kind is unknown") == std::string::npos)
-        throw std::runtime_error(*failure);
-      return false;
-    }
-  }
-  return true;
+  cable = newCable;
 }
 
 void TestNetwork::carry(const std::stop_token& stop) {

@@ -46,8 +46,6 @@ class TestNetwork {
  private:
   /// Runs a server at that place, and waits until it listens at the address, HOST:PORT.
   void serve(Place place, const std::string& command, const std::string& address);
-  /// Has netem lose and delay as the cable is to; false where the kernel has none, and it has to.
-  [[nodiscard]] bool impairByKernel(const Cable& newCable) const;
   void carry(const std::stop_token& stop);
 
   const TemporaryFolder folder;

@@ -16,17 +16,6 @@
 namespace quorvex::test {
 namespace {
 
-TEST(Alert, asksOneQuestionAtATimeAndIsCancelledByItsClosing) {
-  FakeDefaults defaults;
-  QtWindows windows(defaults, [] {});
-  const Alert alert{"Quit Quorvex Camera?", "Your virtual camera is live.", {"Quit", "Cancel"}};
-  QTimer::singleShot(20, [&] {
-    EXPECT_EQ(windows.runModal(alert), 1U);
-    QGuiApplication::modalWindow()->close();
-  });
-  EXPECT_EQ(windows.runModal(alert), 1U);
-}
-
 TEST(OpenPanel, offersImagesUnderThePromptAndSaysWhichWorkBest) {
   const TemporaryFolder folder;
   const std::string photo = folder / "Änna & Bob.png";

@@ -166,32 +166,6 @@ TEST_F(ViewsTest, sayOneThingAtATimeOnTheStage) {
   }
 }
 
-TEST_F(ViewsTest, callTheModelsActionsAndShowOnlyWhatItHolds) {
-  model->locked = true;
-  settle();
-  // Without an action a switch stays as the model has it.
-  shown->click(shown->control("HD"));
-  EXPECT_TRUE(shown->control("HD")->property("on").toBool());
-  std::string called;
-  const std::pair<const char*, AppModel::Action<>*> controls[] = {
-      {"Mouth mask", &model->onToggleMouthMask},  {"HD", &model->onToggleHD},
-      {"Enhance", &model->onToggleEnhance},       {"Flip camera", &model->onToggleFlip},
-      {"Lock onto my face", &model->onCalibrate}, {"Clear lock", &model->onClearLock}};
-  for (const auto& control : controls) {
-    *control.second = [&called, &control] { called = control.first; };
-    shown->click(shown->control(control.first));
-    EXPECT_EQ(called, control.first);
-  }
-  shown->click(shown->control("Self-view"));
-  model->busyFace = true;
-  settle();
-  EXPECT_FALSE(model->showSelfView);
-  EXPECT_FALSE(shown->shows("selfViewBox"));
-  EXPECT_TRUE(shown->shows("spinner"));
-  model->onChooseFace = [] { ADD_FAILURE() << "a busy tile cannot be pressed"; };
-  shown->click(shown->item("AddFaceCard"));
-}
-
 TEST_F(ViewsTest, everyControlIsReachedByKeyboardAndHasAName) {
   model->isLive = true;
   model->faces = {face("a", "Anna", Qt::red)};

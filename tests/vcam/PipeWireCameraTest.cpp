@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 #include <future>
@@ -15,9 +14,7 @@
 namespace quorvex::test {
 namespace {
 
-using ::testing::Each;
-using ::testing::ElementsAre;
-using ::testing::Lt;
+using namespace testing;
 
 TEST(PipeWireCamera, isACameraThatReachesReadersOfEachFormatPixelByPixelAndInOrder) {
   const PrivatePipeWire pipeWire;

@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <linux/videodev2.h>
 #include <poll.h>
 #include <signal.h>
@@ -54,8 +53,8 @@ class Reader {
     pollfd readable{node.get(), POLLIN, 0};
     v4l2_buffer buffer = numbered(0);
     if (!streaming || ::poll(&readable, 1, 5000) != 1 || !asked(VIDIOC_DQBUF, &buffer)) return {};
-    place = buffer.index;
-    Bytes copy(mappings.at(place), mappings.at(place) + buffer.bytesused);
+    const auto* bytes = mappings.at(buffer.index);
+    Bytes copy(bytes, bytes + buffer.bytesused);
     return asked(VIDIOC_QBUF, &buffer) ? copy : Bytes();
   }
   [[nodiscard]] int number(RawVideoFormat format = RawVideoFormat::nv12) const {
@@ -63,9 +62,6 @@ class Reader {
     return bytes.size() == rawVideoBytes(format) ? TestPictures::numberIn(bytes, format)
                                                  : TestPictures::kGarbled;
   }
-  /// The buffer that the last picture lay in.
-  mutable unsigned place = 0;
-
   [[nodiscard]] bool asked(unsigned long request, void* argument) const {
     return ::ioctl(node.get(), request, argument) == 0;
   }
@@ -176,20 +172,6 @@ TEST_F(V4l2LoopbackTest, isDisturbedByNoReaderThatIsKilledOrStallsOrTakesBuffers
     expectWholeAndMoving(numbers(Reader(), 6));
   }
   EXPECT_TRUE(camera->available());
-}
-
-TEST_F(V4l2LoopbackTest, takesTheBuffersInTurnsThatAReaderHasLeft) {
-  ASSERT_NE(Reader(3).number(), TestPictures::kGarbled);
-  camera.reset();
-  camera = make();
-  const Reader reader;
-  std::vector<unsigned> places;
-  for (std::size_t number = 0; number < 6; ++number) {
-    camera->deliver(samples[number]);
-    while (reader.number() != static_cast<int>(number)) continue;
-    places.push_back(reader.place);
-  }
-  EXPECT_EQ(std::ranges::adjacent_find(places), places.end()) << ::testing::PrintToString(places);
 }
 
 TEST_F(V4l2LoopbackTest, staysWithTheFormatThatAReaderHoldsOnTo) {

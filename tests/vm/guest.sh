@@ -8,14 +8,14 @@ mkdir -p $HOME $XDG_RUNTIME_DIR
 camera=/dev/video42
 log=/tmp/quorvexcamera-host.diag
 service=http://127.0.0.1:8899
+bases="--web-base $service --api-base $service --socket-base ${service/http/ws}"
 load() { insmod v4l2loopback.ko devices=1 video_nr=42 exclusive_caps=1 max_buffers=4 'card_label="Quorvex Camera"'; }
 
 setup=/usr/libexec/quorvex-camera/setup-driver
 # doctor CODE PATTERN: what the host says of the machine, and whether it comes to this.
 doctor() {
   local code=0
-  bin/quorvex-camera doctor --web-base $service --api-base $service --socket-base ${service/http/ws} \
-    >/tmp/doctor || code=$?
+  bin/quorvex-camera doctor $bases >/tmp/doctor || code=$?
   cat /tmp/doctor
   [ $code = "$1" ] || fail "doctor ends with $code instead of $1"
   grep -qE "$2" /tmp/doctor || fail "doctor does not say: $2"
@@ -45,8 +45,7 @@ logged() { grep -qF "$1" $log; }
 # Host and service are nice: two coding sessions fill the machine, and those who look must get on.
 start_host() {
   : >$log
-  nice bin/quorvex-camera --headless --fault-socket /tmp/faults --web-base $service --api-base $service \
-    --socket-base ${service/http/ws} "$@" >/tmp/host.out 2>&1 &
+  nice bin/quorvex-camera --headless --fault-socket /tmp/faults $bases "$@" >/tmp/host.out 2>&1 &
   host=$!
 }
 stop_host() {
@@ -179,8 +178,7 @@ cp v4l2loopback.ko $modules/updates/dkms
 depmod 2>/dev/null
 start_relaunching() {
   : >$log
-  nice timeout 120 env "$@" bin/quorvex-camera --headless --camera pattern --web-base $service --api-base $service \
-    --socket-base ${service/http/ws} >/tmp/host.out 2>&1 &
+  nice timeout 120 env "$@" bin/quorvex-camera --headless --camera pattern $bases >/tmp/host.out 2>&1 &
   wait $! || fail "the first instance ended with exit code $?"
   logged "activation didFinishWithResult=0 (activator is blinded to its own device — relaunch required)" ||
     fail "the driver was not set up"
@@ -241,19 +239,9 @@ v4l2-ctl --list-devices
 rmmod v4l2loopback
 load
 
-step "Compatibility format"
+step "PipeWire beside the video device, in the compatibility format"
 mkdir -p $HOME/.config/quorvex-camera
 echo '{"rc.compatibilityFormat": true}' >$HOME/.config/quorvex-camera/settings.json
-start_host
-within 60 "the device is not fed" logged "virtual camera: v4l2loopback is available"
-v4l2-ctl -d $camera --list-formats-ext | grep -E "\[0\]|Size|Interval"
-frames 3 1843200
-colours 1280:720:0:0 4 | tee /tmp/grey
-sort -u /tmp/grey | awk '{ bad += NR > 1 || $1 < 32 || $1 > 42 || $1 != $2 || $1 != $3 }
-  END { exit bad }' || fail "the picture before the first is not dark grey"
-stop_host
-
-step "PipeWire beside the video device"
 mkdir -p $HOME/.config/wireplumber/bluetooth.lua.d
 echo 'bluez_monitor.properties["with-logind"] = false' \
   >$HOME/.config/wireplumber/bluetooth.lua.d/80-no-logind.lua
