@@ -129,7 +129,8 @@ std::variant<Options, OptionsExit> parsedOptions(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   keepMemoryFlat();
-  if (const auto file = environment("RC_LOG_FILE")) setHostLogPath(*file);
+  if (const auto file = environment("RC_LOG_FILE").value_or(""); !file.empty())
+    setHostLogPath(file);
   QCoreApplication::setApplicationName("quorvex-camera");
   QCoreApplication::setApplicationVersion(QUORVEX_VERSION);
   const auto parsed = parsedOptions(argc, argv);

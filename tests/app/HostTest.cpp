@@ -180,7 +180,7 @@ TEST_F(HostTest, diesQuietlyWithCallbacksStillOutstanding) {
   wait(10);
 }
 
-TEST_F(HostTest, theMainMenuFollowsTheModel) {
+TEST_F(HostTest, theMainMenuActsOnTheModelAndFollowsIt) {
   launch();
   const auto target = windows.target.lock();
   const auto& view = windows.mainMenu.at(2).items;

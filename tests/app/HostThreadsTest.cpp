@@ -28,6 +28,7 @@ class HostThreadsTest : public HostTest {
     std::shared_ptr<RtcVideoRenderer> renderer;
     std::weak_ptr<RtcPeerConnectionObserver> observer;
   };
+  /// Has them call on `next` from now on, if given: what they call on.
   Session share(std::optional<Session> next = {}) {
     std::lock_guard hold(mutex);
     return session = next.value_or(session);
