@@ -11,6 +11,7 @@ using namespace testing;
 TEST_F(HostTest, goesLiveStepByStepAndLogsTheRoad) {
   launch();
   EXPECT_EQ(status(), "Connecting to quorvex…");
+  EXPECT_TRUE(cmio.allowed);
   goLive();
   EXPECT_EQ(status(), "Live ✓ — swapped camera ready");
   EXPECT_TRUE(host->appModel().isLive);

@@ -28,16 +28,19 @@ class HostThreadsTest : public HostTest {
     std::shared_ptr<RtcVideoRenderer> renderer;
     std::weak_ptr<RtcPeerConnectionObserver> observer;
   };
-  /// Has them call on `next` from now on, if given: what they call on.
-  Session share(std::optional<Session> next = {}) {
+  void share(Session next) {
     std::lock_guard hold(mutex);
-    return session = next.value_or(session);
+    session = std::move(next);
+  }
+  Session shared() {
+    std::lock_guard hold(mutex);
+    return session;
   }
 
   void talkFromEveryThread() {
     keepDoing([this] { sinkQueue->run(); });
     keepDoing([this, grey = std::vector<std::uint8_t>(64 * 36, 90)] {
-      const auto renderer = share().renderer;
+      const auto renderer = shared().renderer;
       if (!renderer) return;
       const RtcVideoFrame frame{
           .pixelBuffer = {}, .i420 = {64, 36, grey.data(), grey.data(), grey.data(), 64, 32, 32}};
@@ -46,7 +49,7 @@ class HostThreadsTest : public HostTest {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     });
     keepDoing([this] {
-      const auto observer = share().observer.lock();
+      const auto observer = shared().observer.lock();
       if (!observer) return;
       observer->didChangeIceConnectionState(RtcIceConnectionState::disconnected);
       observer->didGenerateIceCandidate({"candidate:1", "0", 0});
@@ -63,12 +66,12 @@ class HostThreadsTest : public HostTest {
   /// A session from its token to its first frames, and its end by a lost socket.
   void liveOnce() {
     goLive();
-    share(Session{track->renderers.at(0), engine.last().observer});
+    share({track->renderers.at(0), engine.last().observer});
     EXPECT_TRUE(test::eventually([this, before = rendered.load()] {
       mainQueue.advance(0.01);
       return rendered > before + 1;
     }));
-    share(Session{});
+    share({});
     used.insert(used.end(), {engine.peers.back(), track, sockets.opened.back()});
     sockets.last().end(1006);
     mainQueue.advance(0.1);

@@ -6,6 +6,7 @@
 
 #include "e2e/HostRun.h"
 #include "support/ServiceRun.h"
+#include "support/SessionBus.h"
 
 namespace quorvex::test {
 namespace {
@@ -32,7 +33,6 @@ class BrowserTest : public ::testing::Test {
         << "[Desktop Entry]\nType=Application\nName=Person\nExec=sh " << folder / "person.sh %u\n";
     std::ofstream(folder / "person.sh") << "echo \"$1\" > " << folder / "url\n";
     std::ofstream(folder / "password") << "x";
-    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(folder / "bus"); }));
     keyring.emplace(std::vector<std::string>{"sh", "-c",
                                              "exec gnome-keyring-daemon --foreground --unlock "
                                              "--components=secrets < " +
@@ -121,11 +121,7 @@ class BrowserTest : public ::testing::Test {
       "DBUS_SESSION_BUS_ADDRESS=unix:path=" + (folder / "bus"),
       "XDG_DATA_HOME=" + (folder / "data"), "XDG_RUNTIME_DIR=" + (folder / ""),
       "HOME=" + (folder / ""), "TMPDIR=" + (folder / "")};
-  ChildProcess bus{
-      {"dbus-daemon", "--session", "--nofork", "--address=unix:path=" + (folder / "bus")},
-      "dbus-daemon",
-      folder / "bus.txt",
-      environment};
+  SessionBus bus{folder, environment};
   std::optional<ChildProcess> keyring, driver;
   std::uint16_t driverPort = 0;
   std::string session = "/session";
@@ -160,7 +156,7 @@ TEST_F(BrowserTest, keepsTheAccountAcrossLaunchesAndItsSecretsToItself) {
   EXPECT_EQ(end(signOut), 0);
   EXPECT_EQ(kept(), "");
 
-  printed += contentOf(service.folder / "service.txt");
+  printed += service.printed();
   for (const char* part : {"Sign-in failed", "Signed in ✓", kLive, kAuthed, "mainThreadStallMs",
                            "POST /api/native/refresh 401"})
     EXPECT_THAT(printed, HasSubstr(part)) << "or it was not looked at";

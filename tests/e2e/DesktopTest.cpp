@@ -1,11 +1,11 @@
 // The program as a person starts it, on an X display and a session bus of the test's own.
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <regex>
 
 #include "e2e/HostRun.h"
 #include "support/ServiceRun.h"
+#include "support/SessionBus.h"
 
 namespace quorvex::test {
 namespace {
@@ -21,8 +21,7 @@ class DesktopTest : public ::testing::Test {
     std::smatch number;
     ASSERT_TRUE(eventually([&] {
       printed = contentOf(folder / "display");
-      return std::regex_search(printed, number, std::regex("([0-9]+)\n$")) &&
-             std::filesystem::exists(folder / "bus");
+      return std::regex_search(printed, number, std::regex("([0-9]+)\n$"));
     }));
     environment.push_back("DISPLAY=:" + number[1].str());
   }
@@ -46,13 +45,10 @@ class DesktopTest : public ::testing::Test {
   TemporaryFolder folder;
   ChildProcess display{
       {"Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24"}, "xvfb", folder / "display"};
-  ChildProcess bus{
-      {"dbus-daemon", "--session", "--nofork", "--address=unix:path=" + (folder / "bus")},
-      "dbus",
-      folder / "bus.txt"};
+  SessionBus bus{folder};
   ServiceRun service;
   std::vector<std::string> environment{"QT_QPA_PLATFORM=xcb",
-                                       "DBUS_SESSION_BUS_ADDRESS=unix:path=" + (folder / "bus")};
+                                       "DBUS_SESSION_BUS_ADDRESS=" + bus.address};
 };
 
 TEST_F(DesktopTest, showsItsWindowOnceComesForwardAndQuitsThroughTheAlert) {

@@ -10,9 +10,8 @@ using nlohmann::json;
 using namespace test;
 using namespace testing;
 
-constexpr const char *kMint = "/api/session-token", *kReport = "/api/diagnostic-report",
-                     *kOffer = "/ws/offer", *kCandidate = "/ws/ice-candidate",
-                     *kFaults = "/control/faults";
+constexpr const char *kMint = "/api/session-token", *kOffer = "/ws/offer",
+                     *kCandidate = "/ws/ice-candidate", *kFaults = "/control/faults";
 
 using Talk = ServiceTest;
 

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <optional>
 
-#include "support/ChildProcess.h"
-#include "support/Eventually.h"
-#include "support/TemporaryFolder.h"
+#include "support/SessionBus.h"
 
 namespace quorvex::test {
 
@@ -14,7 +10,6 @@ namespace quorvex::test {
 class PrivatePipeWire {
  public:
   PrivatePipeWire() {
-    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(folder / "bus"); }));
     // A session manager that looks for the machine's logins ends at once where there are none.
     const std::string bluetooth = folder / "config/wireplumber/bluetooth.lua.d";
     std::filesystem::create_directories(bluetooth);
@@ -45,16 +40,13 @@ class PrivatePipeWire {
   [[nodiscard]] std::vector<std::string> environment() const {
     return {"XDG_RUNTIME_DIR=" + (folder / ""), "XDG_STATE_HOME=" + (folder / "state"),
             "XDG_CONFIG_HOME=" + (folder / "config"), "PIPEWIRE_RUNTIME_DIR=" + (folder / ""),
-            "DBUS_SESSION_BUS_ADDRESS=unix:path=" + (folder / "bus")};
+            "DBUS_SESSION_BUS_ADDRESS=" + bus.address};
   }
 
   TemporaryFolder folder;
 
  private:
-  ChildProcess bus{{"dbus-daemon", "--session", "--nofork", "--nopidfile",
-                    "--address=unix:path=" + (folder / "bus")},
-                   "dbus-daemon",
-                   folder / "bus.log"};
+  SessionBus bus{folder};
   std::optional<ChildProcess> daemon, sessionManager;
 };
 

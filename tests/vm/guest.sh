@@ -42,7 +42,7 @@ within() {
 }
 logged() { grep -qF "$1" $log; }
 
-# Host and service are nice: two coding sessions fill the machine, and those who look must get on.
+# Host and service are nice: their video codecs fill the machine, and those who look must get on.
 start_host() {
   : >$log
   nice bin/quorvex-camera --headless --fault-socket /tmp/faults $bases "$@" >/tmp/host.out 2>&1 &
