@@ -31,7 +31,7 @@ class CaughtFrames {
         device, format, fps, [this](const auto& frame, auto time) { add(frame, time); },
         [completed](const auto& error) { completed->set_value(error.value_or("")); });
     auto result = completed->get_future();
-    const bool inTime = result.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    const bool inTime = result.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
     return inTime ? result.get() : "never completed";
   }
 
@@ -42,7 +42,7 @@ class CaughtFrames {
     };
   }
 
-  /// The frames when there are at least `count`, or fewer after twenty seconds.
+  /// The frames when there are at least `count`, or fewer after a minute.
   std::vector<CaughtFrame> waitForFrames(std::size_t count) { return waitFor(frames, count); }
   std::vector<std::string> waitForLines(std::size_t count) { return waitFor(lines, count); }
 

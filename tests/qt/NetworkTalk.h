@@ -21,7 +21,7 @@ std::future<Result> begin(const Start& start) {
 
 template <class Result>
 Result await(std::future<Result> future) {
-  const auto state = future.wait_for(std::chrono::seconds(30));
+  const auto state = future.wait_for(std::chrono::seconds(60));
   return state == std::future_status::ready ? future.get()
                                             : throw std::runtime_error("nothing came");
 }

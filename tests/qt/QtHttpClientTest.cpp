@@ -26,7 +26,7 @@ class QtHttpClientTest : public ::testing::Test {
   // One that still reads a flood ends after it, and only then does Qt let go of it.
   void TearDown() override {
     client.reset();
-    EXPECT_TRUE(eventually([] { return !runsThreadOfQt(); }, std::chrono::seconds(60)));
+    EXPECT_TRUE(eventually([] { return !runsThreadOfQt(); }));
   }
 
   HttpResult exchange(const HttpRequest& request) { return await(send(*client, request)); }

@@ -52,7 +52,7 @@ class ChildProcess {
   [[nodiscard]] std::optional<int> exitCode() {
     int status = 0;
     const auto ended = [&] { return ::waitpid(process, &status, WNOHANG) == process; };
-    if (process < 0 || !eventually(ended, std::chrono::seconds(30))) return {};
+    if (process < 0 || !eventually(ended)) return {};
     process = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }

@@ -7,7 +7,7 @@ namespace quorvex::test {
 
 /// Waits until `condition` holds; false when it does not within `limit`.
 template <class Condition>
-bool eventually(Condition condition, std::chrono::seconds limit = std::chrono::seconds(20)) {
+bool eventually(Condition condition, std::chrono::seconds limit = std::chrono::seconds(60)) {
   const auto end = std::chrono::steady_clock::now() + limit;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) return false;

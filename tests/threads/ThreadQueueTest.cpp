@@ -12,7 +12,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 void await(const std::future<void>& reached) {
-  ASSERT_EQ(reached.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  ASSERT_EQ(reached.wait_for(std::chrono::seconds(60)), std::future_status::ready);
 }
 void await(std::promise<void>& reached) {
   await(reached.get_future());

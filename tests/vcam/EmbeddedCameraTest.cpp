@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 
 #include <fstream>
-#include <future>
 
 #include "linux/vcam/EmbeddedCamera.h"
 #include "support/Eventually.h"
@@ -75,17 +74,9 @@ class EmbeddedCameraTest : public ::testing::Test {
 
 TEST_F(EmbeddedCameraTest, givesEachReaderWholeFramesInOrderHeldUpByNoneAndTurnsAwayTooMany) {
   constexpr int kLast = 29;
-  auto slow = std::async(std::launch::async, [&] {
-    const Y4mClient client(path);
-    EXPECT_TRUE(client.begins());
-    std::vector<int> numbers{client.frame()};
-    while (numbers.back() < kLast) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-      numbers.push_back(client.frame());
-    }
-    return numbers;
-  });
-  ASSERT_TRUE(eventually([&] { return camera->watched(); }));
+  const Y4mClient slow(path);
+  EXPECT_TRUE(slow.begins());
+  std::vector<int> seen{slow.frame()};
   std::vector<Y4mClient> stalled;
   for (int i = 1; i < EmbeddedCamera::kMostReaders - 2; ++i)
     EXPECT_EQ(stalled.emplace_back(path).read(1000 * i).size(), 1000u * i);
@@ -96,7 +87,7 @@ TEST_F(EmbeddedCameraTest, givesEachReaderWholeFramesInOrderHeldUpByNoneAndTurns
     deliver(number);
     ASSERT_EQ(reads.pictureFrom(number), number);
   }
-  const auto seen = slow.get();
+  while (seen.back() < kLast) seen.push_back(slow.frame());
   EXPECT_EQ(seen.back(), kLast);
   EXPECT_LT(seen.size(), 1u + kLast);
   EXPECT_TRUE(std::ranges::is_sorted(seen)) << ::testing::PrintToString(seen);
