@@ -42,7 +42,8 @@ void MainThreadWatch::measure(const std::stop_token& stop, int mainThread) {
   pthread_setname_np(pthread_self(), "qxc-watch");
   while (!stop.stop_requested()) {
     const auto beat = std::make_shared<Beat>();
-    const double sent = milliseconds(), waitedBefore = waitedForCore(mainThread);
+    // In this order: whatever holds this thread up here must not count as the main thread's.
+    const double waitedBefore = waitedForCore(mainThread), sent = milliseconds();
     mainQueue.async([beat, mainThread] {
       const double ran = milliseconds(), waited = waitedForCore(mainThread);
       std::lock_guard hold(beat->mutex);
