@@ -23,7 +23,7 @@ bool runsThreadOfQt() {
 
 class QtHttpClientTest : public ::testing::Test {
  protected:
-  // One that still reads a flood ends after it, and only then does Qt let go of it.
+  // Qt lets go of a thread that still reads a flood once that has ended.
   void TearDown() override {
     client.reset();
     EXPECT_TRUE(eventually([] { return !runsThreadOfQt(); }));

@@ -48,7 +48,7 @@ class ChildProcess {
   ~ChildProcess() { kill(); }
   ChildProcess(ChildProcess&&) = delete;
 
-  /// Its exit code; none when it does not end within half a minute.
+  /// Its exit code; none when it does not end within a minute.
   [[nodiscard]] std::optional<int> exitCode() {
     int status = 0;
     const auto ended = [&] { return ::waitpid(process, &status, WNOHANG) == process; };

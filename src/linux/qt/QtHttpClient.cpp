@@ -39,8 +39,9 @@ class QtHttpClient::Exchanges {
   }
 
  private:
-  /// A manager's own thread reads headers for as long as a server sends them, whatever became of
-  /// the exchange, and does nothing else meanwhile: one that has failed must hold up no other.
+  /// Over plain http a manager's own thread reads headers for as long as a server sends them,
+  /// whatever became of the exchange, and does nothing else meanwhile: one that has failed must
+  /// hold up no other.
   void renew() {
     manager.reset(new QNetworkAccessManager, std::mem_fn(&QObject::deleteLater));
     manager->setCookieJar(cookies);
